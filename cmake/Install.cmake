@@ -1,0 +1,24 @@
+# cmake --install: the library, its headers, a pkg-config file and a CMake package, so a firmware
+# build finds it either way (pkg-config --libs libDiagnosticPanel, or find_package).
+include(CMakePackageConfigHelpers)
+
+install(TARGETS DiagnosticPanel EXPORT DiagnosticPanelTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY include/diagpanel DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+
+install(EXPORT DiagnosticPanelTargets NAMESPACE DiagnosticPanel::
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/DiagnosticPanel)
+configure_package_config_file(cmake/DiagnosticPanelConfig.cmake.in
+  ${CMAKE_CURRENT_BINARY_DIR}/DiagnosticPanelConfig.cmake
+  INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/DiagnosticPanel)
+write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/DiagnosticPanelConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES
+  ${CMAKE_CURRENT_BINARY_DIR}/DiagnosticPanelConfig.cmake
+  ${CMAKE_CURRENT_BINARY_DIR}/DiagnosticPanelConfigVersion.cmake
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/DiagnosticPanel)
+
+configure_file(cmake/libDiagnosticPanel.pc.in ${CMAKE_CURRENT_BINARY_DIR}/libDiagnosticPanel.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/libDiagnosticPanel.pc
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

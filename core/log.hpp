@@ -1,0 +1,23 @@
+// Logging through the platform's DiagLogOut. Each source file names its unit once, as kLogUnit.
+#pragma once
+
+#include <platform/platform.h>
+
+namespace diag {
+
+enum LogLevel : u32 {
+    kLogError = 2,
+    kLogNotice = 3,
+    kLogWarning = 4,
+    kLogInfo = 6,
+    kLogDebug = 7,
+};
+
+} // namespace diag
+
+#define DIAG_LOG(level, fmt, ...)                                                                  \
+    DiagLogOut((level), __LINE__, kLogUnit, fmt __VA_OPT__(, ) __VA_ARGS__)
+
+// For texts that begin "[%s.%u]": the unit and the line come first.
+#define DIAG_LOG_AT(level, fmt, ...)                                                               \
+    DiagLogOut((level), __LINE__, kLogUnit, fmt, kLogUnit, u32{__LINE__} __VA_OPT__(, ) __VA_ARGS__)

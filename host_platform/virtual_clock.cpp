@@ -1,0 +1,90 @@
+#include "host_platform/virtual_clock.hpp"
+
+#include <condition_variable>
+#include <cstring>
+#include <ctime>
+#include <mutex>
+#include <sys/prctl.h>
+#include <unistd.h>
+
+namespace {
+
+struct Clock {
+    std::mutex mutex;
+    std::condition_variable changed;
+    unsigned long long parks = 0;    // sleeps begun
+    unsigned long long releases = 0; // sleeps let go
+    unsigned requested = 0;          // seconds of the newest sleep
+    unsigned long long now = 0;
+};
+
+// Never destroyed: the display thread stays parked while the process exits.
+Clock &virtualClock()
+{
+    static Clock &instance = *new Clock;
+    return instance;
+}
+
+bool inDisplayThread()
+{
+    char name[16] = {};
+    prctl(PR_GET_NAME, name);
+    return strncmp(name, "DIAG_PANEL_Disp", 15) == 0;
+}
+
+} // namespace
+
+extern "C" unsigned int sleep(unsigned int seconds)
+{
+    if (!inDisplayThread()) {
+        timespec delay{static_cast<time_t>(seconds), 0};
+        while (nanosleep(&delay, &delay) != 0) {
+        }
+        return 0;
+    }
+    Clock &c = virtualClock();
+    std::unique_lock lock(c.mutex);
+    const unsigned long long ticket = ++c.parks;
+    c.requested = seconds;
+    c.changed.notify_all();
+    c.changed.wait(lock, [&] { return c.releases >= ticket; });
+    return 0;
+}
+
+namespace vclock {
+
+unsigned waitParked(std::chrono::milliseconds timeout)
+{
+    Clock &c = virtualClock();
+    std::unique_lock lock(c.mutex);
+    const bool parked = c.changed.wait_for(lock, timeout, [&] { return c.parks > c.releases; });
+    return parked ? c.requested : 0;
+}
+
+bool release()
+{
+    Clock &c = virtualClock();
+    std::lock_guard lock(c.mutex);
+    if (c.parks <= c.releases) {
+        return false;
+    }
+    ++c.releases;
+    c.now += c.requested;
+    c.changed.notify_all();
+    return true;
+}
+
+unsigned step(std::chrono::milliseconds timeout)
+{
+    release();
+    return waitParked(timeout);
+}
+
+unsigned long long now()
+{
+    Clock &c = virtualClock();
+    std::lock_guard lock(c.mutex);
+    return c.now;
+}
+
+} // namespace vclock

@@ -1,0 +1,24 @@
+// Virtual time for the display thread. Linking this in replaces sleep(): in the display thread a
+// sleep parks until the program releases it, and then advances the virtual clock by its seconds,
+// so every display step can be driven and observed without waiting. Other threads sleep for real.
+#pragma once
+
+#include <chrono>
+
+namespace vclock {
+
+// Waits until the display thread is parked in a sleep that has not been released; returns the
+// seconds it asked for, or 0 when none came within the timeout.
+unsigned waitParked(std::chrono::milliseconds timeout = std::chrono::seconds(10));
+
+// Lets the parked sleep return. Returns false when no sleep was parked.
+bool release();
+
+// Releases the parked sleep and waits for the next one: one display step. Returns the seconds the
+// next sleep asked for, or 0 on timeout.
+unsigned step(std::chrono::milliseconds timeout = std::chrono::seconds(10));
+
+// Virtual seconds slept so far.
+unsigned long long now();
+
+} // namespace vclock

@@ -1,0 +1,50 @@
+/* libDiagnosticPanel: the fault table, one bucket of entries per fault type. */
+#pragma once
+
+#include <pthread.h>
+
+#include <diagpanel/types.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* The table handle, one changed flag per bucket, and the mutex guarding both and every entry. */
+extern DIAG_PANEL_HASH_HANDLE_S g_stHashHandle;
+extern u8 g_abListModifyTbl[DIAG_PANEL_FAULT_TYPE_NUM];
+extern pthread_mutex_t g_HashMutex;
+
+/* Creates an empty table of 12 buckets; on a table already made, empties it. Returns 0 or
+ * DIAG_PANEL_ERR_NO_MEMORY. */
+int DIAG_PANEL_InitHashTable(void);
+
+/* Merges an assertion into the table, or clears bits of an entry (level 0). The message stays
+ * the caller's. Returns 0, -1, DIAG_PANEL_ERR_NULL_PTR or DIAG_PANEL_ERR_NOT_INIT. */
+int DIAG_PANEL_ProcessNewMsg(DIAG_PANEL_MSG_S *pstDiagPanelMsg);
+
+/* Inserts or merges an assertion without checking its type or level. Returns 0, -1,
+ * DIAG_PANEL_ERR_NULL_PTR or DIAG_PANEL_ERR_NOT_INIT. */
+int DIAG_PANEL_AddMsgToHash(DIAG_PANEL_MSG_S *pstDiagPanelMsg);
+
+/* Clears bits of the entry of the message's (type, index), removing it when none is left; mask 0
+ * removes it outright. Returns 0, -1, DIAG_PANEL_ERR_NULL_PTR or DIAG_PANEL_ERR_NOT_INIT. */
+int DIAG_PANEL_DelMsgToHash(DIAG_PANEL_MSG_S *pstDiagPanelMsg);
+
+/* Returns uiKey unchanged. */
+u32 DIAG_PANEL_HashFunc(u32 uiKey);
+
+/* Empties bucket uiIndex. Returns 0. */
+int DIAG_PANEL_LockFreeHashList(u32 uiIndex);
+
+/* Empties every bucket; the table stays initialised. Returns 0. */
+int DIAG_PANEL_LockFreeAllHashList(void);
+
+/* Empties every bucket and releases the table; it is then not initialised. Returns 0. */
+int DIAG_PANEL_LockFreeHashTable(void);
+
+/* Prints every entry, bucket by bucket, to standard output. */
+void DIAG_PANEL_PrintMsgInHash(void);
+
+#ifdef __cplusplus
+}
+#endif

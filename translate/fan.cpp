@@ -1,0 +1,10 @@
+// Fan faults: availability, redundancy and sensor-specific events of fan sensors.
+#include "translate/translator.hpp"
+
+// Not written yet: drops every record.
+int DIAG_PANEL_TRANS_FanFault(const u8 *, DIAG_PANEL_MSG_S **ppstMsg, u8 *pucMsgNum, u32)
+{
+    *ppstMsg = nullptr;
+    *pucMsgNum = 0;
+    return -1;
+}

@@ -1,0 +1,17 @@
+// What the intake pipe shares with the rest of the translate unit.
+#pragma once
+
+#include <diagpanel/types.h>
+
+// The byte sum of `uiLen` bytes into 32 bits; 0 for a NULL pointer or no bytes.
+u32 DIAG_PANEL_TRANS_checkSum(const void *pData, u32 uiLen);
+
+namespace diag {
+
+// The HAL handle given to the intake's start-up, passed on to the platform's sensor-name query.
+u32 intakeHalHandle();
+
+// Routes one checked frame (header and body in one allocation) and frees it.
+void dispatchFrame(DIAG_PANEL_PIPE_MSG_S *frame);
+
+} // namespace diag

@@ -1,0 +1,10 @@
+// POST faults: the BIOS watchdog's FRB2 expiry and the POST code the host hung at.
+#include "translate/translator.hpp"
+
+// Not written yet: drops every record.
+int DIAG_PANEL_TRANS_PostFault(const u8 *, DIAG_PANEL_MSG_S **ppstMsg, u8 *pucMsgNum, u32)
+{
+    *ppstMsg = nullptr;
+    *pucMsgNum = 0;
+    return -1;
+}
