@@ -1,13 +1,260 @@
+// Panel commands and start-up, seen from the SGPIO driver: every code bit for bit, every log line.
 #include <gtest/gtest.h>
+
+#include <dirent.h>
+#include <random>
+
 #include "tests/support/harness.hpp"
-TEST(Smoke, IntakeRuns) {
-  HOST_LogEcho(1);
-  ASSERT_EQ(DIAG_PANEL_init(0x5a), 0);
-  EXPECT_TRUE(test::drainIntake());
-  auto m = test::message(2, 5, 0x0C, 1);
-  EXPECT_EQ(DIAG_PANEL_ProcessNewMsg(&m), 0);
-  EXPECT_EQ(test::tableSnapshot().size(), 1u);
-  DIAG_PANEL_TRANS_Deinit();
-  ASSERT_EQ(DIAG_PANEL_TRANS_Init(0x5a), 0);
-  EXPECT_TRUE(test::drainIntake());
+
+namespace {
+
+DIAG_PANEL_CMD_S writeCommand(u8 levelInfo, u8 index, u16 type)
+{
+    DIAG_PANEL_CMD_S cmd{};
+    cmd.ucCmd = DIAG_PANEL_CMD_WRITE;
+    cmd.ucLevelInfo = levelInfo;
+    cmd.ucIndex = index;
+    cmd.usFaultType = type;
+    return cmd;
 }
+
+std::vector<test::LogLine> coreLines(u32 level, std::initializer_list<const char *> texts)
+{
+    std::vector<test::LogLine> out;
+    for (const char *text : texts) {
+        out.push_back({level, "DiagnosticPanel_core", text});
+    }
+    return out;
+}
+
+// The panel code built bit by bit from the layout, independently of the library's encoder.
+u32 referenceCode(u8 levelInfo, u8 index, u16 type, bool oneHot)
+{
+    u32 code = 0;
+    auto bit = [](u32 value, unsigned n) { return (value >> n) & 1u; };
+    for (unsigned n = 0; n < 3; ++n) {
+        code |= bit(levelInfo, 5 + n) << n;
+        code |= bit(levelInfo, 2 + n) << (11 + n);
+    }
+    for (unsigned n = 0; n < 8; ++n) {
+        code |= bit(index, n) << (3 + n);
+    }
+    for (unsigned n = 14; n < 32; ++n) {
+        if (oneHot && type == n - 14) {
+            code |= 1u << n;
+        }
+        if (!oneHot && n < 30) {
+            code |= bit(type, n - 14) << n;
+        }
+    }
+    code |= bit(levelInfo, 0) << 30;
+    code |= bit(levelInfo, 1) << 31;
+    return code;
+}
+
+int threadCount()
+{
+    int count = 0;
+    if (DIR *tasks = opendir("/proc/self/task")) {
+        while (const dirent *entry = readdir(tasks)) {
+            count += entry->d_name[0] != '.';
+        }
+        closedir(tasks);
+    }
+    return count;
+}
+
+class PanelTest : public testing::Test
+{
+  protected:
+    void SetUp() override
+    {
+        HOST_Reset();
+        HOST_LogEcho(0);
+    }
+};
+
+TEST_F(PanelTest, EncodesHeadsAsTheDocumentedCodes)
+{
+    struct Row {
+        u8 levelInfo, index;
+        u16 type;
+        u32 oneHot, numeric;
+    };
+    const Row rows[] = {
+        {0x00, 0x00, 0, 0x00004000, 0x00000000},  {0x0C, 0x05, 2, 0x00011828, 0x00009828},
+        {0x01, 0x50, 8, 0x40400280, 0x40020280},  {0x02, 0x3A, 8, 0x804001D0, 0x800201D0},
+        {0xFF, 0x00, 0, 0xC0007807, 0xC0003807},  {0x00, 0x99, 8, 0x004004C8, 0x000204C8},
+        {0x00, 0x00, 17, 0x80000000, 0x00044000}, {0x00, 0x00, 18, 0x00000000, 0x00048000},
+        {0x00, 0x00, 0xFFFF, 0x00000000, 0x3FFFC000},
+    };
+    for (const Row &r : rows) {
+        SCOPED_TRACE(testing::Message() << "type " << r.type << " index " << +r.index);
+        const test::PanelCursor panel;
+        DIAG_PANEL_CMD_S cmd = writeCommand(r.levelInfo, r.index, r.type);
+        EXPECT_EQ(DIAG_PANEL_CORE_commonIfc(&cmd), 0);
+        EXPECT_EQ(DIAG_PANEL_CORE_commonIfc_ex(&cmd), 0);
+        EXPECT_EQ(panel.codes(), (std::vector<u32>{r.oneHot, r.numeric}));
+    }
+    const test::PanelCursor panel;
+    EXPECT_EQ(DIAG_PANEL_CORE_restore_default(), 0);
+    EXPECT_EQ(panel.codes(), std::vector<u32>{0}) << "the raw default, not the empty head";
+}
+
+TEST_F(PanelTest, EveryBitLandsWhereTheLayoutSaysOnRandomHeads)
+{
+    std::mt19937 rng(testing::UnitTest::GetInstance()->random_seed());
+    for (int i = 0; i < 4000; ++i) {
+        const auto levelInfo = static_cast<u8>(rng());
+        const auto index = static_cast<u8>(rng());
+        const auto type = static_cast<u16>(rng() % 4 == 0 ? rng() : rng() % 20);
+        const test::PanelCursor panel;
+        DIAG_PANEL_CMD_S cmd = writeCommand(levelInfo, index, type);
+        DIAG_PANEL_CORE_commonIfc(&cmd);
+        DIAG_PANEL_CORE_commonIfc_ex(&cmd);
+        ASSERT_EQ(panel.codes(), (std::vector<u32>{referenceCode(levelInfo, index, type, true),
+                                                    referenceCode(levelInfo, index, type, false)}))
+            << std::hex << "L " << +levelInfo << " I " << +index << " T " << type;
+    }
+}
+
+TEST_F(PanelTest, CommandsReportRefusalsAndBadArguments)
+{
+    test::LogCursor log;
+    EXPECT_EQ(DIAG_PANEL_CORE_commonIfc(nullptr), -1);
+    EXPECT_EQ(DIAG_PANEL_CORE_commonIfc_ex(nullptr), -1);
+    DIAG_PANEL_CMD_S unknown = writeCommand(0, 0, 0);
+    unknown.ucCmd = 2;
+    const test::PanelCursor panel;
+    EXPECT_EQ(DIAG_PANEL_CORE_commonIfc(&unknown), -1);
+    EXPECT_TRUE(panel.codes().empty()) << "an unknown command never reaches the driver";
+    EXPECT_EQ(log.lines(), coreLines(2, {"NULL input param!", "NULL input param!",
+                                         "Unknown Diagnostic Panel cmd: 0x2"}));
+
+    HOST_PanelRefuse(1, 1);
+    log = test::LogCursor();
+    DIAG_PANEL_CMD_S write = writeCommand(0x0C, 1, 1);
+    DIAG_PANEL_CMD_S read{};
+    read.ucCmd = DIAG_PANEL_CMD_READ;
+    read.uiVersion = 0x55;
+    EXPECT_EQ(DIAG_PANEL_CORE_commonIfc(&write), -1);
+    EXPECT_EQ(DIAG_PANEL_CORE_commonIfc_ex(&read), -1);
+    EXPECT_EQ(read.uiVersion, 0x55u) << "a failed read leaves the word alone";
+    EXPECT_EQ(DIAG_PANEL_CORE_restore_default(), -1);
+    EXPECT_EQ(log.lines(), coreLines(2, {"Failed to enable diagnostic panel driver!",
+                                         "Failed to exec Diagnostic Panel cmd: 0",
+                                         "Failed to enable diagnostic panel driver!",
+                                         "Failed to exec Diagnostic Panel cmd: 0x1",
+                                         "Failed to enable diagnostic panel driver!"}));
+
+    HOST_PanelRefuse(0, 0);
+    HOST_PanelSetVersion(0x00E0ABCD);
+    EXPECT_EQ(DIAG_PANEL_CORE_commonIfc(&read), 0);
+    EXPECT_EQ(read.uiVersion, 0x00E0ABCDu);
+}
+
+TEST_F(PanelTest, VersionReadFollowsTheBoardGroups)
+{
+    constexpr u32 kGroupA = 0x61010101;
+    constexpr u32 kGroupB = 0x60010202;
+    constexpr u32 kOther = 0x01033304;
+    struct Row {
+        const char *name;
+        u32 board;
+        int presenceResult;
+        u8 present;
+        bool readOk;
+        u32 version;
+        int result;
+        u8 letter;
+        u16 fw;
+        bool readFailedLine;
+    };
+    // clang-format off
+    const Row rows[] = {
+        {"other board decodes",          kOther,  0, 0, true,  0x00A01234, 0,  'F', 0x1234, false},
+        {"other board, word all ones",   kOther,  0, 0, true,  0xFFFFFFFF, -1, 0,   0,      false},
+        {"other board, word zero",       kOther,  0, 0, true,  0x00000000, -1, 0,   0,      false},
+        {"other board, read fails",      kOther,  0, 0, false, 0x00A01234, -1, 0,   0,      true},
+        {"A fitted decodes",             kGroupA, 0, 1, true,  0x00E00001, 0,  'H', 0x0001, false},
+        {"A fitted decodes zero",        kGroupA, 0, 1, true,  0x00000000, 0,  'A', 0x0000, false},
+        {"A not fitted",                 kGroupA, 0, 0, true,  0x00A01234, -1, 0,   0,      false},
+        {"A presence query fails",       kGroupA, 1, 1, true,  0x00A01234, -1, 0,   0,      false},
+        {"A fitted, read fails",         kGroupA, 0, 1, false, 0x00A01234, -1, 0,   0,      true},
+        {"B fitted, read fails",         kGroupB, 0, 1, false, 0x00A01234, 0,  'A', 0x0000, false},
+        {"B not fitted decodes",         kGroupB, 0, 0, true,  0x00201234, 0,  'B', 0x1234, false},
+        {"B not fitted, all ones",       kGroupB, 0, 2, true,  0xFFFFFFFF, -1, 0,   0,      false},
+        {"B not fitted, read fails",     kGroupB, 0, 0, false, 0x00A01234, -1, 0,   0,      true},
+        {"B presence query fails",       kGroupB, 1, 1, true,  0x00A01234, -1, 0,   0,      false},
+    };
+    // clang-format on
+    for (const Row &r : rows) {
+        SCOPED_TRACE(r.name);
+        HOST_SetBoardId(r.board);
+        HOST_PanelSetPresence(r.presenceResult, r.present);
+        HOST_PanelRefuse(0, r.readOk ? 0 : 1);
+        HOST_PanelSetVersion(r.version);
+        const test::LogCursor log;
+        DIAG_PANEL_INFO_S info{0x7E, 0x7F, 0x7D7D};
+        EXPECT_EQ(DIAG_PANEL_GET_version(&info), r.result);
+        if (r.result == 0) {
+            EXPECT_EQ(info.ucHwVersion, r.letter);
+            EXPECT_EQ(info.usFwVersion, r.fw);
+        } else {
+            EXPECT_EQ(info.ucHwVersion, 0x7E) << "untouched on failure";
+            EXPECT_EQ(info.usFwVersion, 0x7D7D);
+        }
+        EXPECT_EQ(info.ucRsvd, 0x7F) << "byte 1 is never written";
+        EXPECT_EQ(log.contains("DIAG_PANEL_CORE_readData Failed!"), r.readFailedLine);
+    }
+    const test::LogCursor log;
+    EXPECT_EQ(DIAG_PANEL_GET_version(nullptr), -1);
+    EXPECT_EQ(log.lines(), coreLines(2, {"NULL input pstDiagPanelInfo!"}));
+}
+
+TEST_F(PanelTest, StartUpRefusedByThePanelStartsNothing)
+{
+    const int threads = threadCount();
+    HOST_PanelRefuse(1, 1);
+    test::LogCursor log;
+    test::PanelCursor panel;
+    EXPECT_EQ(DIAG_PANEL_init(0x5A), -1);
+    EXPECT_EQ(log.lines(), coreLines(2, {"Failed to enable diagnostic panel driver!",
+                                         "Failed to reset diagnostic panel status while initing!"}));
+
+    HOST_PanelRefuse(0, 1);
+    log = test::LogCursor();
+    EXPECT_EQ(DIAG_PANEL_init(0x5A), -1);
+    EXPECT_EQ(log.lines(), coreLines(2, {"Failed to enable diagnostic panel driver!",
+                                         "Failed to read diagnostic panel version while initing!"}));
+    EXPECT_EQ(panel.codes(), std::vector<u32>{0x00004000});
+    EXPECT_EQ(threadCount(), threads);
+    EXPECT_EQ(test::postEvent(DIAG_PANEL_EVENT_POST_START), -1) << "no intake was started";
+}
+
+TEST_F(PanelTest, StartUpLogsTheVersionAndStartsEveryPart)
+{
+    struct Row {
+        u32 version;
+        const char *line;
+    };
+    for (const Row &r : {Row{0x00A01234, "Remote Diagnostic Panel version: 0xa01234"},
+                         Row{0, "Remote Diagnostic Panel version: 0"}}) {
+        HOST_PanelSetVersion(r.version);
+        const test::LogCursor log;
+        EXPECT_EQ(DIAG_PANEL_init(0x5A), 0);
+        ASSERT_FALSE(log.lines().empty());
+        EXPECT_EQ(log.lines()[0], (test::LogLine{6, "DiagnosticPanel_core", r.line}));
+        EXPECT_TRUE(test::drainIntake());
+        DIAG_PANEL_MSG_S msg = test::message(2, 1, 1 << 2, 1);
+        EXPECT_EQ(DIAG_PANEL_ProcessNewMsg(&msg), 0) << "the fault table exists";
+    }
+
+    HOST_SetBoardId(0x01030104); // the intake refuses the board; start-up still succeeds
+    const test::LogCursor log;
+    EXPECT_EQ(DIAG_PANEL_init(0x5A), 0);
+    EXPECT_TRUE(log.contains("Unsupport Id 16974084"));
+    EXPECT_EQ(test::postEvent(DIAG_PANEL_EVENT_POST_END), -1);
+}
+
+} // namespace

@@ -1,3 +1,498 @@
+// The fault table against a small reference model of its merge, clear, counter and level rules,
+// plus the cases the model does not reach: printing, allocation failure, an uninitialised table.
 #include <gtest/gtest.h>
+
+#include <cstdarg>
+#include <cstring>
+#include <random>
+#include <regex>
+
+#include "tests/support/alloc_failure.hpp"
 #include "tests/support/harness.hpp"
-TEST(Smoke, Links) { HOST_LogEcho(0); EXPECT_EQ(DIAG_PANEL_HashFunc(7), 7u); }
+
+namespace {
+
+using test::message;
+
+// A log line as the table writes it, its "[unit.line]" prefix removed.
+struct Logged {
+    u32 level;
+    std::string text;
+    bool operator==(const Logged &) const = default;
+};
+
+std::vector<Logged> tableLog(const test::LogCursor &cursor)
+{
+    static const std::regex prefix(R"(^\[DiagPanel_hashtable\.\d+\])");
+    std::vector<Logged> out;
+    for (const test::LogLine &line : cursor.lines()) {
+        EXPECT_EQ(line.file, "DiagPanel_hashtable");
+        out.push_back({line.level, std::regex_replace(line.text, prefix, "")});
+    }
+    return out;
+}
+
+std::string format(const char *fmt, ...) __attribute__((format(printf, 1, 2)));
+std::string format(const char *fmt, ...)
+{
+    char text[96];
+    va_list args;
+    va_start(args, fmt);
+    vsnprintf(text, sizeof text, fmt, args);
+    va_end(args);
+    return text;
+}
+
+// The rules, written from their description and nothing else.
+class Model
+{
+  public:
+    struct Entry {
+        DIAG_PANEL_MSG_S msg;
+        u8 displayed;
+    };
+
+    bool ready = false;
+    std::array<std::vector<Entry>, 12> buckets;
+    std::array<u8, 12> flags{};
+    std::vector<Logged> log;
+
+    static u8 levelOf(const DIAG_PANEL_MSG_S &m)
+    {
+        return m.usFaultType == 8 ? m.ucLevelInfo & 3 : (m.ucLevelInfo >> 2) & 7;
+    }
+    static void setLevel(DIAG_PANEL_MSG_S &m, u8 level)
+    {
+        if (m.usFaultType == 8) {
+            m.ucLevelInfo = static_cast<u8>((m.ucLevelInfo & ~3) | (level & 3));
+        } else {
+            m.ucLevelInfo = static_cast<u8>((m.ucLevelInfo & ~0x1C) | ((level & 7) << 2));
+        }
+    }
+    static u8 *counter(DIAG_PANEL_MSG_S &m, u8 level)
+    {
+        return level == 1 ? &m.ucLevel1Cnt : level == 2 ? &m.ucLevel2Cnt : &m.ucLevel3Cnt;
+    }
+    static void recompute(DIAG_PANEL_MSG_S &m)
+    {
+        if (m.ucLevel3Cnt != 0) {
+            setLevel(m, 3);
+        } else if (m.ucLevel2Cnt != 0) {
+            setLevel(m, 2);
+        } else if (m.ucLevel1Cnt != 0) {
+            setLevel(m, 1);
+        }
+    }
+
+    int process(const DIAG_PANEL_MSG_S &m)
+    {
+        if (!ready) {
+            log.push_back({4, "Hashtable not init!"});
+            return DIAG_PANEL_ERR_NOT_INIT;
+        }
+        if (m.usFaultType > 11) {
+            log.push_back({4, format("Invalid fault type: %d", m.usFaultType)});
+            return -1;
+        }
+        const u8 level = levelOf(m);
+        if (level > 4) {
+            log.push_back({4, format("Invalid fault level: %d", level)});
+            return -1;
+        }
+        return level == 0 ? clear(m) : assert_(m, level);
+    }
+
+    int assert_(const DIAG_PANEL_MSG_S &m, u8 level)
+    {
+        auto &bucket = buckets[m.usFaultType % 12];
+        flags[m.usFaultType % 12] = 1;
+        for (Entry &e : bucket) {
+            if (e.msg.ucIndex != m.ucIndex) {
+                continue;
+            }
+            const u32 old = e.msg.uiFaultMask;
+            e.msg.uiFaultMask |= m.uiFaultMask;
+            if (old == 0) {
+                e.msg.ucLevel1Cnt = e.msg.ucLevel2Cnt = e.msg.ucLevel3Cnt = 0;
+                setLevel(e.msg, level);
+            } else if (e.msg.uiFaultMask != old) {
+                if (level >= 1 && level <= 3) {
+                    ++*counter(e.msg, level);
+                } else {
+                    log.push_back({4, format("Unknow level: %d!", level)});
+                }
+                recompute(e.msg);
+            }
+            return 0;
+        }
+        Entry fresh{m, 0};
+        if (m.uiFaultMask != 0 && level >= 1 && level <= 3) {
+            *counter(fresh.msg, level) = 1;
+        }
+        bucket.push_back(fresh);
+        return 0;
+    }
+
+    int clear(const DIAG_PANEL_MSG_S &m)
+    {
+        auto &bucket = buckets[m.usFaultType % 12];
+        for (auto it = bucket.begin(); it != bucket.end(); ++it) {
+            if (it->msg.ucIndex != m.ucIndex) {
+                continue;
+            }
+            DIAG_PANEL_MSG_S &e = it->msg;
+            if (m.uiFaultMask == 0) {
+                e.uiFaultMask = 0;
+            } else {
+                const u32 old = e.uiFaultMask;
+                e.uiFaultMask &= ~m.uiFaultMask;
+                if (e.uiFaultMask != old) {
+                    const u8 k = m.ucFaultLevel;
+                    if (k >= 1 && k <= 3 && *counter(e, k) != 0) {
+                        --*counter(e, k);
+                    } else {
+                        log.push_back({4, format("Invalid level: %d, or level count is 0!", k)});
+                    }
+                    recompute(e);
+                }
+            }
+            if (e.uiFaultMask != 0) {
+                log.push_back({7, format("Now fault mask is %#x of type %#x", e.uiFaultMask,
+                                         m.usFaultType % 12u)});
+                return 0;
+            }
+            bucket.erase(it);
+            flags[m.usFaultType % 12] = 1;
+            return 0;
+        }
+        log.push_back({4, "Delete node failed, not found."});
+        return -1;
+    }
+
+    void empty(u32 bucket)
+    {
+        if (!ready) {
+            log.push_back({4, "Hashtable not init!"});
+        } else if (bucket >= 12) {
+            log.push_back({4, "Invalid hashtable list index!"});
+        } else {
+            buckets[bucket].clear();
+        }
+    }
+};
+
+class HashTableTest : public testing::Test
+{
+  protected:
+    void SetUp() override
+    {
+        HOST_Reset();
+        HOST_LogEcho(0);
+        DIAG_PANEL_LockFreeHashTable();
+        ASSERT_EQ(DIAG_PANEL_InitHashTable(), 0);
+    }
+
+    static void expectTableIs(const Model &model)
+    {
+        std::vector<test::Entry> expected;
+        for (u32 b = 0; b < 12; ++b) {
+            for (const Model::Entry &e : model.buckets[b]) {
+                expected.push_back({b, e.msg, e.displayed});
+            }
+        }
+        const std::vector<test::Entry> actual = test::tableSnapshot();
+        ASSERT_EQ(actual.size(), expected.size());
+        for (size_t i = 0; i < actual.size(); ++i) {
+            SCOPED_TRACE("entry " + std::to_string(i));
+            EXPECT_EQ(actual[i].bucket, expected[i].bucket);
+            EXPECT_EQ(memcmp(&actual[i].msg, &expected[i].msg, sizeof(DIAG_PANEL_MSG_S)), 0)
+                << "type " << actual[i].msg.usFaultType << " index " << +actual[i].msg.ucIndex;
+            EXPECT_EQ(actual[i].displayed, expected[i].displayed);
+        }
+        EXPECT_EQ(memcmp(g_abListModifyTbl, model.flags.data(), 12), 0);
+    }
+};
+
+// Random assertions, clears and emptyings, the whole table, the changed flags, every result and
+// every log line compared with the model after each step.
+TEST_F(HashTableTest, FollowsTheReferenceModel)
+{
+    const unsigned seed = testing::UnitTest::GetInstance()->random_seed();
+    std::mt19937 rng(seed);
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    auto pick = [&](auto... values) {
+        const std::array<u32, sizeof...(values)> options{static_cast<u32>(values)...};
+        return options[rng() % options.size()];
+    };
+    Model model;
+    model.ready = true;
+    for (int step = 0; step < 6000; ++step) {
+        SCOPED_TRACE("step " + std::to_string(step));
+        const test::LogCursor log;
+        model.log.clear();
+        const auto op = static_cast<u32>(rng() % 100);
+        if (op < 90) {
+            const auto type = static_cast<u16>(rng() % 16 < 14 ? rng() % 12 : 12 + rng() % 2);
+            const auto index = static_cast<u8>(rng() % 4);
+            // Levels of every kind, with the meaningless high bits now and then.
+            auto levelInfo = static_cast<u8>(type == 8 ? rng() % 4 : pick(0, 1, 2, 3, 4, 4, 5, 7) << 2);
+            if (rng() % 8 == 0) {
+                levelInfo = static_cast<u8>(levelInfo | (rng() % 8) << 5);
+            }
+            const u32 mask = pick(0, 1, 2, 4, 8, 3, 0xC, 0xF, 0x80000000u);
+            DIAG_PANEL_MSG_S msg = message(type, index, levelInfo, mask, static_cast<u8>(rng() % 5));
+            msg.aucReserved[rng() % 8] = static_cast<u8>(rng());
+            const int expected = model.process(msg);
+            ASSERT_EQ(DIAG_PANEL_ProcessNewMsg(&msg), expected);
+        } else if (op < 96) {
+            const auto bucket = static_cast<u32>(rng() % 13);
+            model.empty(bucket);
+            ASSERT_EQ(DIAG_PANEL_LockFreeHashList(bucket), 0);
+        } else if (op < 98) {
+            for (auto &bucket : model.buckets) {
+                bucket.clear();
+            }
+            ASSERT_EQ(DIAG_PANEL_LockFreeAllHashList(), 0);
+        } else {
+            model.flags.fill(0); // the display resets the flags it reads
+            memset(g_abListModifyTbl, 0, sizeof g_abListModifyTbl);
+        }
+        EXPECT_EQ(tableLog(log), model.log);
+        expectTableIs(model);
+        if (HasFailure()) {
+            return;
+        }
+    }
+}
+
+struct EdgeCase {
+    const char *name;
+    std::vector<DIAG_PANEL_MSG_S> before;
+    DIAG_PANEL_MSG_S msg;
+    int result;
+    std::vector<DIAG_PANEL_MSG_S> after; // the table, bucket by bucket
+    std::vector<Logged> log;
+};
+
+DIAG_PANEL_MSG_S entry(u16 type, u8 index, u8 levelInfo, u32 mask, u8 c1, u8 c2, u8 c3)
+{
+    DIAG_PANEL_MSG_S m = message(type, index, levelInfo, mask);
+    m.ucLevel1Cnt = c1;
+    m.ucLevel2Cnt = c2;
+    m.ucLevel3Cnt = c3;
+    return m;
+}
+
+TEST_F(HashTableTest, MergeClearAndLevelRules)
+{
+    const DIAG_PANEL_MSG_S bitAL1 = message(2, 7, 1 << 2, 0x1);
+    const DIAG_PANEL_MSG_S bitBL3 = message(2, 7, 3 << 2, 0x2);
+    // clang-format off
+    const std::vector<EdgeCase> cases = {
+        {"mask 0 makes an entry without counters", {}, message(1, 4, 2 << 2, 0), 0,
+         {entry(1, 4, 2 << 2, 0, 0, 0, 0)}, {}},
+        {"bits into an entry of mask 0: counters 0, level replaced",
+         {message(1, 4, 2 << 2, 0)}, message(1, 4, 3 << 2, 0x8), 0,
+         {entry(1, 4, 3 << 2, 0x8, 0, 0, 0)}, {}},
+        {"bits already set change nothing, not even a higher level", {bitAL1},
+         message(2, 7, 3 << 2, 0x1), 0, {entry(2, 7, 1 << 2, 0x1, 1, 0, 0)}, {}},
+        {"bit B at level 3 over bit A at level 1", {bitAL1}, bitBL3, 0,
+         {entry(2, 7, 3 << 2, 0x3, 1, 0, 1)}, {}},
+        {"clearing B at level 3 goes back to level 1", {bitAL1, bitBL3}, message(2, 7, 0, 0x2, 3), 0,
+         {entry(2, 7, 1 << 2, 0x1, 1, 0, 0)}, {{7, "Now fault mask is 0x1 of type 0x2"}}},
+        {"clearing the last bits removes the entry silently", {bitAL1}, message(2, 7, 0, 0x1, 1), 0,
+         {}, {}},
+        {"clearing bits the entry lacks keeps it", {bitAL1}, message(2, 7, 0, 0x4, 1), 0,
+         {entry(2, 7, 1 << 2, 0x1, 1, 0, 0)}, {{7, "Now fault mask is 0x1 of type 0x2"}}},
+        {"a clear of mask 0 removes the entry outright", {bitAL1, bitBL3}, message(2, 7, 0, 0, 0), 0,
+         {}, {}},
+        {"a clear for no entry", {bitAL1}, message(2, 8, 0, 0x1, 1), -1,
+         {entry(2, 7, 1 << 2, 0x1, 1, 0, 0)}, {{4, "Delete node failed, not found."}}},
+        {"a clear naming an uncounted level still clears", {bitAL1, bitBL3}, message(2, 7, 0, 0x2, 2), 0,
+         {entry(2, 7, 3 << 2, 0x1, 1, 0, 1)},
+         {{4, "Invalid level: 2, or level count is 0!"}, {7, "Now fault mask is 0x1 of type 0x2"}}},
+        {"type 8 reads bits 0-1: 0x03 is level 3", {}, message(8, 0x50, 0x03, 0x1), 0,
+         {entry(8, 0x50, 0x03, 0x1, 0, 0, 1)}, {}},
+        {"level 4 is accepted without a counter", {}, message(2, 1, 0x10, 0x1), 0,
+         {entry(2, 1, 0x10, 0x1, 0, 0, 0)}, {}},
+        {"new bits at level 4 count nothing", {message(2, 1, 0x10, 0x1)}, message(2, 1, 0x10, 0x2), 0,
+         {entry(2, 1, 0x10, 0x3, 0, 0, 0)}, {{4, "Unknow level: 4!"}}},
+        {"level 5 is refused", {}, message(2, 1, 0x14, 0x1), -1, {},
+         {{4, "Invalid fault level: 5"}}},
+        {"fault type 12 is refused", {}, message(12, 1, 0x04, 0x1), -1, {},
+         {{4, "Invalid fault type: 12"}}},
+        {"a counter is 8 bits wide", {entry(3, 1, 1 << 2, 0x1, 255, 0, 0)}, message(3, 1, 1 << 2, 0x2), 0,
+         {entry(3, 1, 1 << 2, 0x3, 0, 0, 0)}, {}},
+    };
+    // clang-format on
+    for (const EdgeCase &c : cases) {
+        SCOPED_TRACE(c.name);
+        DIAG_PANEL_LockFreeAllHashList();
+        for (DIAG_PANEL_MSG_S m : c.before) {
+            // Entries set up with counters are placed as they are, then merged into.
+            const bool preset = m.ucLevel1Cnt | m.ucLevel2Cnt | m.ucLevel3Cnt;
+            if (preset) {
+                DIAG_PANEL_MSG_S shell = m;
+                shell.uiFaultMask = 0;
+                DIAG_PANEL_AddMsgToHash(&shell);
+                pthread_mutex_lock(&g_HashMutex);
+                g_stHashHandle.ppstList[m.usFaultType]->stMsg = m;
+                pthread_mutex_unlock(&g_HashMutex);
+            } else {
+                DIAG_PANEL_ProcessNewMsg(&m);
+            }
+        }
+        const test::LogCursor log;
+        DIAG_PANEL_MSG_S msg = c.msg;
+        EXPECT_EQ(DIAG_PANEL_ProcessNewMsg(&msg), c.result);
+        const auto table = test::tableSnapshot();
+        ASSERT_EQ(table.size(), c.after.size());
+        for (size_t i = 0; i < table.size(); ++i) {
+            EXPECT_EQ(memcmp(&table[i].msg, &c.after[i], sizeof(DIAG_PANEL_MSG_S)), 0) << i;
+        }
+        EXPECT_EQ(tableLog(log), c.log);
+    }
+}
+
+TEST_F(HashTableTest, ChainsKeepInsertionOrderAndMergesKeepPlaces)
+{
+    for (const u8 index : {u8{5}, u8{1}, u8{9}}) {
+        DIAG_PANEL_MSG_S m = message(6, index, 2 << 2, 0x1);
+        ASSERT_EQ(DIAG_PANEL_ProcessNewMsg(&m), 0);
+    }
+    DIAG_PANEL_MSG_S merge = message(6, 1, 3 << 2, 0x4);
+    merge.ucFaultLevel = 9;
+    merge.aucReserved[0] = 0xAA;
+    ASSERT_EQ(DIAG_PANEL_ProcessNewMsg(&merge), 0);
+    DIAG_PANEL_MSG_S direct = message(13, 9, 1 << 2, 0x1); // bucket 1, keyed by index only
+    ASSERT_EQ(DIAG_PANEL_AddMsgToHash(&direct), 0);
+    const auto table = test::tableSnapshot();
+    ASSERT_EQ(table.size(), 4u);
+    EXPECT_EQ(table[0].bucket, 1u);
+    EXPECT_EQ(table[0].msg.usFaultType, 13);
+    std::vector<u8> order;
+    for (size_t i = 1; i < table.size(); ++i) {
+        order.push_back(table[i].msg.ucIndex);
+    }
+    EXPECT_EQ(order, (std::vector<u8>{5, 1, 9}));
+    EXPECT_EQ(table[2].msg.ucFaultLevel, 0) << "a merge keeps the entry's own fields";
+    EXPECT_EQ(table[2].msg.aucReserved[0], 0);
+    EXPECT_EQ(table[2].msg.uiFaultMask, 0x5u);
+}
+
+TEST_F(HashTableTest, EmptyingNeitherSetsFlagsNorTouchesOtherBuckets)
+{
+    for (const u16 type : {u16{0}, u16{1}, u16{2}}) {
+        DIAG_PANEL_MSG_S m = message(type, 1, 1 << 2, 0x1);
+        DIAG_PANEL_ProcessNewMsg(&m);
+    }
+    memset(g_abListModifyTbl, 0, sizeof g_abListModifyTbl);
+    const test::LogCursor log;
+    EXPECT_EQ(DIAG_PANEL_LockFreeHashList(1), 0);
+    EXPECT_EQ(DIAG_PANEL_LockFreeHashList(12), 0);
+    EXPECT_EQ(tableLog(log), (std::vector<Logged>{{4, "Invalid hashtable list index!"}}));
+    const auto table = test::tableSnapshot();
+    ASSERT_EQ(table.size(), 2u);
+    EXPECT_EQ(table[0].bucket, 0u);
+    EXPECT_EQ(table[1].bucket, 2u);
+    const std::array<u8, 12> zero{};
+    EXPECT_EQ(memcmp(g_abListModifyTbl, zero.data(), 12), 0);
+}
+
+TEST_F(HashTableTest, PrintsEveryBucketAndTheTotal)
+{
+    DIAG_PANEL_MSG_S post = message(8, 0x3A, 0x02, 0x1);
+    DIAG_PANEL_MSG_S disk = message(2, 0x17, 3 << 2, 0x2);
+    DIAG_PANEL_MSG_S disk2 = message(2, 0x18, 1 << 2, 0x2);
+    DIAG_PANEL_ProcessNewMsg(&post);
+    DIAG_PANEL_ProcessNewMsg(&disk);
+    DIAG_PANEL_ProcessNewMsg(&disk2);
+    pthread_mutex_lock(&g_HashMutex);
+    g_stHashHandle.ppstList[2]->ucDisplayed = 1;
+    pthread_mutex_unlock(&g_HashMutex);
+    testing::internal::CaptureStdout();
+    DIAG_PANEL_PrintMsgInHash();
+    const std::string printed = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(printed, "cnt: 0\ncnt: 0\n[0 2 23 3 1] [0 2 24 1 0] cnt: 2\ncnt: 0\ncnt: 0\ncnt: 0\n"
+                       "cnt: 0\ncnt: 0\n[2 8 58 0 0] cnt: 1\ncnt: 0\ncnt: 0\ncnt: 0\n"
+                       "Total cnt: 3.\n");
+
+    DIAG_PANEL_LockFreeAllHashList();
+    testing::internal::CaptureStdout();
+    DIAG_PANEL_PrintMsgInHash();
+    std::string empty;
+    for (int i = 0; i < 12; ++i) {
+        empty += "cnt: 0\n";
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), empty + "Total cnt: 0.\n");
+}
+
+TEST_F(HashTableTest, EveryOperationRefusesAnUninitialisedTable)
+{
+    DIAG_PANEL_LockFreeHashTable();
+    EXPECT_EQ(g_stHashHandle.ppstList, nullptr);
+    EXPECT_EQ(g_stHashHandle.uiListNum, 0u);
+    const test::LogCursor log;
+    DIAG_PANEL_MSG_S m = message(1, 1, 1 << 2, 0x1);
+    EXPECT_EQ(DIAG_PANEL_ProcessNewMsg(&m), DIAG_PANEL_ERR_NOT_INIT);
+    EXPECT_EQ(DIAG_PANEL_AddMsgToHash(&m), DIAG_PANEL_ERR_NOT_INIT);
+    EXPECT_EQ(DIAG_PANEL_DelMsgToHash(&m), DIAG_PANEL_ERR_NOT_INIT);
+    EXPECT_EQ(DIAG_PANEL_LockFreeHashList(0), 0);
+    EXPECT_EQ(DIAG_PANEL_LockFreeAllHashList(), 0);
+    EXPECT_EQ(DIAG_PANEL_LockFreeHashTable(), 0);
+    testing::internal::CaptureStdout();
+    DIAG_PANEL_PrintMsgInHash();
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(tableLog(log), std::vector<Logged>(7, {4, "Hashtable not init!"}));
+
+    const test::LogCursor nulls;
+    EXPECT_EQ(DIAG_PANEL_ProcessNewMsg(nullptr), DIAG_PANEL_ERR_NULL_PTR);
+    EXPECT_EQ(DIAG_PANEL_AddMsgToHash(nullptr), DIAG_PANEL_ERR_NULL_PTR);
+    EXPECT_EQ(DIAG_PANEL_DelMsgToHash(nullptr), DIAG_PANEL_ERR_NULL_PTR);
+    EXPECT_EQ(tableLog(nulls), (std::vector<Logged>{{4, "Point is NULL!"},
+                                                    {4, "Point pstDiagPanelMsg is NULL!"},
+                                                    {4, "Point pstDiagPanelMsg is NULL!"}}));
+    EXPECT_EQ(DIAG_PANEL_HashFunc(0xDEADBEEF), 0xDEADBEEFu);
+}
+
+TEST_F(HashTableTest, ANewTableStartsEmptyWithoutLeakingTheOld)
+{
+    DIAG_PANEL_MSG_S m = message(4, 1, 1 << 2, 0x1);
+    DIAG_PANEL_ProcessNewMsg(&m);
+    ASSERT_EQ(DIAG_PANEL_InitHashTable(), 0); // LeakSanitizer checks the old entry was freed
+    EXPECT_TRUE(test::tableSnapshot().empty());
+    const std::array<u8, 12> zero{};
+    EXPECT_EQ(memcmp(g_abListModifyTbl, zero.data(), 12), 0);
+}
+
+TEST_F(HashTableTest, AllocationFailuresLoseOnlyTheirOwnWork)
+{
+    DIAG_PANEL_MSG_S kept = message(5, 1, 1 << 2, 0x1);
+    DIAG_PANEL_ProcessNewMsg(&kept);
+    memset(g_abListModifyTbl, 0, sizeof g_abListModifyTbl);
+    const auto before = test::tableSnapshot();
+    {
+        const test::LogCursor log;
+        const test::FailAllocation fail(1);
+        DIAG_PANEL_MSG_S lost = message(5, 2, 1 << 2, 0x1);
+        EXPECT_EQ(DIAG_PANEL_ProcessNewMsg(&lost), -1);
+        EXPECT_TRUE(fail.fired());
+        EXPECT_EQ(tableLog(log), (std::vector<Logged>{
+                                     {4, "Memory allocation Failed for diagnostic panel node."}}));
+    }
+    const auto after = test::tableSnapshot();
+    ASSERT_EQ(after.size(), before.size());
+    EXPECT_EQ(g_abListModifyTbl[5], 0);
+    {
+        DIAG_PANEL_LockFreeHashTable();
+        const test::LogCursor log;
+        const test::FailAllocation fail(1);
+        EXPECT_EQ(DIAG_PANEL_InitHashTable(), DIAG_PANEL_ERR_NO_MEMORY);
+        EXPECT_EQ(tableLog(log),
+                  (std::vector<Logged>{{4, "Memory allocation Failed for hash table."}}));
+        EXPECT_EQ(g_stHashHandle.ppstList, nullptr);
+    }
+    EXPECT_EQ(DIAG_PANEL_InitHashTable(), 0);
+}
+
+} // namespace

