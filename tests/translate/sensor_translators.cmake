@@ -1,0 +1,7 @@
+# The sensor and slot translators. Direct, table-driven checks of each family run in a unit build,
+# where an allocation can be made to fail; the slot numbering and whole runs through the pipe run
+# against the shared library, as firmware loads it.
+diagpanel_unit_test(sensor_translators_test
+  translate/sensor_cases.cpp
+  translate/temperature_test.cpp
+)
