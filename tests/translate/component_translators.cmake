@@ -1,0 +1,4 @@
+# The component fault translators: memory, firmware progress, RAID, disk, board logic, POST code.
+# Unit builds, so tests call the translators directly and can make an allocation fail; each also
+# runs its family end to end through the real pipe.
+diagpanel_unit_test(memory_test translate/memory_test.cpp)
