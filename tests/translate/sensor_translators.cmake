@@ -4,4 +4,5 @@
 diagpanel_unit_test(sensor_translators_test
   translate/sensor_cases.cpp
   translate/temperature_test.cpp
+  translate/psu_test.cpp
 )
