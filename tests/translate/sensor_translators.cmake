@@ -5,4 +5,6 @@ diagpanel_unit_test(sensor_translators_test
   translate/sensor_cases.cpp
   translate/temperature_test.cpp
   translate/psu_test.cpp
+  translate/processor_test.cpp
+  translate/powercap_test.cpp
 )
