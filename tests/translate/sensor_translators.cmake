@@ -7,4 +7,5 @@ diagpanel_unit_test(sensor_translators_test
   translate/psu_test.cpp
   translate/processor_test.cpp
   translate/powercap_test.cpp
+  translate/fan_test.cpp
 )
