@@ -2,3 +2,5 @@
 # Unit builds, so tests call the translators directly and can make an allocation fail; each also
 # runs its family end to end through the real pipe.
 diagpanel_unit_test(memory_test translate/memory_test.cpp)
+diagpanel_unit_test(firmware_progress_test translate/firmware_progress_test.cpp)
+diagpanel_unit_test(raid_test translate/raid_test.cpp)

@@ -9,8 +9,14 @@ namespace {
 constexpr u8 kMemory = 0x0C;
 
 // Event data 3 and 2 from the position fields.
-constexpr u8 data3(u8 s, u8 c, u8 m) { return static_cast<u8>(s << 6 | c << 4 | m); }
-constexpr u8 data2(u8 h, u8 d) { return static_cast<u8>(h << 7 | d << 1); }
+constexpr u8 data3(u8 s, u8 c, u8 m)
+{
+    return static_cast<u8>(s << 6 | c << 4 | m);
+}
+constexpr u8 data2(u8 h, u8 d)
+{
+    return static_cast<u8>(h << 7 | d << 1);
+}
 
 struct DimmCase {
     const char *name;
@@ -35,7 +41,10 @@ DIAG_PANEL_MSG_S hit(u8 code, u8 offset, u8 level, u8 levelBits)
 
 const DIAG_PANEL_MSG_S kNo{}; // rejected
 
-LogLine warn(const char *text) { return logLine(4, text); }
+LogLine warn(const char *text)
+{
+    return logLine(4, text);
+}
 
 } // namespace
 
