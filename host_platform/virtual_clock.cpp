@@ -14,6 +14,7 @@ struct Clock {
     std::condition_variable changed;
     unsigned long long parks = 0;    // sleeps begun
     unsigned long long releases = 0; // sleeps let go
+    unsigned long long resumed = 0;  // sleeps returned to their caller
     unsigned requested = 0;          // seconds of the newest sleep
     unsigned long long now = 0;
 };
@@ -48,6 +49,8 @@ extern "C" unsigned int sleep(unsigned int seconds)
     c.requested = seconds;
     c.changed.notify_all();
     c.changed.wait(lock, [&] { return c.releases >= ticket; });
+    ++c.resumed;
+    c.changed.notify_all();
     return 0;
 }
 
@@ -78,6 +81,13 @@ unsigned step(std::chrono::milliseconds timeout)
 {
     release();
     return waitParked(timeout);
+}
+
+bool waitResumed(std::chrono::milliseconds timeout)
+{
+    Clock &c = virtualClock();
+    std::unique_lock lock(c.mutex);
+    return c.changed.wait_for(lock, timeout, [&] { return c.resumed == c.releases; });
 }
 
 unsigned long long now()

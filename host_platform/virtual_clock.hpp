@@ -18,6 +18,9 @@ bool release();
 // next sleep asked for, or 0 on timeout.
 unsigned step(std::chrono::milliseconds timeout = std::chrono::seconds(10));
 
+// Waits until every released sleep has returned to the display thread. Returns false on timeout.
+bool waitResumed(std::chrono::milliseconds timeout = std::chrono::seconds(10));
+
 // Virtual seconds slept so far.
 unsigned long long now();
 
