@@ -4,3 +4,4 @@
 diagpanel_unit_test(memory_test translate/memory_test.cpp)
 diagpanel_unit_test(firmware_progress_test translate/firmware_progress_test.cpp)
 diagpanel_unit_test(raid_test translate/raid_test.cpp)
+diagpanel_unit_test(disk_test translate/disk_test.cpp)
