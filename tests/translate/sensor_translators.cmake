@@ -8,4 +8,9 @@ diagpanel_unit_test(sensor_translators_test
   translate/processor_test.cpp
   translate/powercap_test.cpp
   translate/fan_test.cpp
+  translate/pcie_test.cpp
+)
+diagpanel_test(sensor_pipe_test
+  translate/slot_numbers_test.cpp
+  translate/sensor_pipe_test.cpp
 )

@@ -27,12 +27,9 @@ TEST_F(SensorTranslatorTest, TemperatureThresholdsAndNames)
         {"offset from the low nibble only", temp(0xA9), 0, Msg{9, 0x19, 2, 0, 2}, {}, psu2},
         // a deassertion clears the entry: level field 0, empty mask, the level it withdraws
         {"lower critical cleared", temp(0x02, true), 0, Msg{9, 0x19, 0, 0, 2}, {}, psu2},
-        {"lower nr cleared", temp(0x04, true), 0, Msg{9, 0x19, 0, 0, 3}, {}, psu2},
-        {"upper critical cleared", temp(0x09, true), 0, Msg{9, 0x19, 0, 0, 2}, {}, psu2},
         {"upper nr cleared", temp(0x0B, true), 0, Msg{9, 0x19, 0, 0, 3}, {}, psu2},
         {"upper non-critical: silent", temp(0x07), 4, {}, {}, psu2, kNoBoard, kNoCalls},
         {"upper critical going low", temp(0x08), 4, {}, {}, psu2, kNoBoard, kNoCalls},
-        {"lower non-critical", temp(0x00), 4, {}, {}, psu2, kNoBoard, kNoCalls},
         {"LUN bit passed", temp(0x09, false, 0x03), 0, Msg{9, 0x19, 2, 0, 2}, {}, psu2, kNoBoard,
          Calls{nameQuery(kSensor, 1)}},
         {"only bit 0 of the LUN", temp(0x09, false, 0x02), 0, Msg{9, 0x19, 2, 0, 2}, {}, psu2,
