@@ -34,9 +34,11 @@ constexpr std::array<FanBoard, 8> kFanBoards{{
 }};
 // clang-format on
 constexpr FanBoard kOtherBoard{0, false, false};
-static_assert(std::ranges::none_of(kFanBoards, [](const FanBoard &b) {
-    return b.checkFanState && b.redundancy;
-}), "a board is in one group");
+static_assert(std::ranges::none_of(kFanBoards,
+                                   [](const FanBoard &b) {
+                                       return b.checkFanState && b.redundancy;
+                                   }),
+              "a board is in one group");
 
 enum class FanRule : u8 {
     kFanError,   // asserts and clears a fan error, confirmed on the fan-state checked boards

@@ -35,7 +35,7 @@ constexpr u32 kNoSlot = 0xFF;
 using RenumberFn = void (*)(u8 *pucSlotNum);
 
 struct RenumberedBoard {
-    u32 key;                          // product board ID
+    u32 key;                         // product board ID
     std::array<RenumberFn, 2> steps; // applied in order; null: no further step
 };
 

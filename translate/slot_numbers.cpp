@@ -51,7 +51,8 @@ constexpr std::array<SlotRow, 5> kV5R3RiserSlots{{
 
 constexpr bool slotsFitAByte(std::span<const SlotRow> table)
 {
-    return std::ranges::all_of(table, [](const SlotRow &r) { return r.key <= 0xFF && r.panel <= 0xFF; });
+    return std::ranges::all_of(table,
+                               [](const SlotRow &r) { return r.key <= 0xFF && r.panel <= 0xFF; });
 }
 static_assert(slotsFitAByte(kRiser0Slots) && slotsFitAByte(kV8R1RiserSlots) &&
               slotsFitAByte(kV5R3RiserSlots));

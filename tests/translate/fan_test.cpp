@@ -20,6 +20,7 @@ TEST_F(SensorTranslatorTest, FanOffsetsOnAFanStateCheckedBoard)
 {
     const char *fan2 = "Fan2_R_Status"; // code 2: the service is asked about fan 1
     HOST_FanSetError(1, 1);
+    // clang-format off
     run(DIAG_PANEL_TRANS_FanFault, {
         {"failure confirmed", fan(kAvailability, 0x08), 0, Msg{6, 0x02, 3, 0x100, 3}, {}, fan2,
          kNoBoard, kCheckFan1},
@@ -48,16 +49,20 @@ TEST_F(SensorTranslatorTest, FanOffsetsOnAFanStateCheckedBoard)
         {"another family's name", fan(kAvailability, 0x08), 0, {},
          {"4 Unknown Sensor name: Number=0x61, name=CM1 FAN2_Status"}, "CM1 FAN2_Status"},
     });
+    // clang-format on
     HOST_FanSetError(1, 0);
+    // clang-format off
     run(DIAG_PANEL_TRANS_FanFault, {
         {"failure not confirmed", fan(kAvailability, 0x08), 0, {}, {}, fan2, kNoBoard, kCheckFan1},
         {"recovered fan: no clear", fan(kAvailability, 0x06, true), 0, {}, {}, fan2, kNoBoard,
          kCheckFan1},
     });
+    // clang-format on
 }
 
 TEST_F(SensorTranslatorTest, FanRulesOfOtherBoards)
 {
+    // clang-format off
     run(DIAG_PANEL_TRANS_FanFault, {
         {"unchecked board", fan(kAvailability, 0x08), 0, Msg{6, 0x02, 3, 0x100, 3}, {},
          "CM1 FAN2_Status", 0x01033304, Calls{nameQuery(kSensor)}},
@@ -73,6 +78,7 @@ TEST_F(SensorTranslatorTest, FanRulesOfOtherBoards)
         {"shared codes", fan(kAvailability, 0x08), 0, Msg{6, 0x03, 3, 0x100, 3}, {},
          "Fan3_UP_R_Status", 0x03033505},
     });
+    // clang-format on
 }
 
 // Every supported board, and one outside the table: which confirm with fan control, which take

@@ -12,7 +12,10 @@ SelBytes pcie(u8 data1, u8 slot, bool deassert = false, u8 sensorType = 0x13)
     return sel(sensorType, 0x70, deassert ? 0xEF : 0x6F, data1, slot);
 }
 
-void markM2(u32 position) { g_astAllPcieCardInfo[position - 1][PCIE_CARD_INFO_M2_MARK] = 0x81; }
+void markM2(u32 position)
+{
+    g_astAllPcieCardInfo[position - 1][PCIE_CARD_INFO_M2_MARK] = 0x81;
+}
 
 constexpr u32 kV5R2 = 0x01032303, kV8R1 = 0x01033305, kV5R3 = 0x01034301;
 const std::string kBadFormat = "4 Unknown PCIE sel format: EvtData1=";
@@ -20,6 +23,7 @@ const std::string kBadFormat = "4 Unknown PCIE sel format: EvtData1=";
 TEST_F(SensorTranslatorTest, PcieOffsetsAndRaidSlot)
 {
     g_uiPcieRaidSlotNum = 5;
+    // clang-format off
     run(DIAG_PANEL_TRANS_PcieFault, {
         {"NMI", pcie(0x80, 7), 0, Msg{3, 0x07, 2, 0x01, 2}, {}, nullptr, kNoBoard, kNoCalls},
         {"PERR", pcie(0x84, 7), 0, Msg{3, 0x07, 3, 0x10, 3}},
@@ -39,16 +43,20 @@ TEST_F(SensorTranslatorTest, PcieOffsetsAndRaidSlot)
         {"offset 1: silent before the format", pcie(0x01, 5), 4, {}},
         {"offset 9: silent", pcie(0x89, 5), 4, {}},
     });
+    // clang-format on
     g_uiPcieRaidSlotNum = 0xFF;
+    // clang-format off
     run(DIAG_PANEL_TRANS_PcieFault, {
         {"slot 255 is no RAID slot", pcie(0x85, 0xFF), 0, Msg{3, 0x55, 3, 0x20, 3}},
     });
+    // clang-format on
 }
 
 TEST_F(SensorTranslatorTest, PcieSlotsPerBoardFamily)
 {
     g_uiPcieRaidSlotNum = 121;
     markM2(4); // outside the range of 208
+    // clang-format off
     run(DIAG_PANEL_TRANS_PcieFault, {
         {"riser 0", pcie(0x88, 121), 0, Msg{3, 0x03, 3, 0x100, 3}, {}, nullptr, kV5R2},
         {"riser 0, other slot", pcie(0x88, 131), 0, Msg{3, 0x31, 3, 0x100, 3}},
@@ -62,17 +70,22 @@ TEST_F(SensorTranslatorTest, PcieSlotsPerBoardFamily)
         {"no M.2 mark in 1-3", pcie(0x88, 208), 0, Msg{3, 0x08, 3, 0x100, 3}},
         {"M.2 in 4-6", pcie(0x88, 219), 0, Msg{3, 0x04, 3, 0x100, 3}},
     });
+    // clang-format on
     memset(g_astAllPcieCardInfo, 0, HOST_PCIE_CARD_ROWS * sizeof g_astAllPcieCardInfo[0]);
     markM2(3);
+    // clang-format off
     run(DIAG_PANEL_TRANS_PcieFault, {
         {"mark of 3 outside 4-6", pcie(0x88, 218), 0, Msg{3, 0x18, 3, 0x100, 3}},
         {"mark of 3 inside 1-3", pcie(0x88, 209), 0, Msg{3, 0x03, 3, 0x100, 3}},
     });
+    // clang-format on
     markM2(2);
     markM2(1);
+    // clang-format off
     run(DIAG_PANEL_TRANS_PcieFault, {
         {"first marked position", pcie(0x88, 208), 0, Msg{3, 0x01, 3, 0x100, 3}},
     });
+    // clang-format on
 }
 
 TEST_F(SensorTranslatorTest, PcieAllocationFailureLeaksNothing)

@@ -7,6 +7,7 @@ namespace {
 TEST_F(SensorTranslatorTest, PowercapOnlyClears)
 {
     const Msg clear{10, 0x01, 0, 0, 0};
+    // clang-format off
     run(DIAG_PANEL_TRANS_PowercapFault, {
         {"asserted", sel(0x0A, 0x60, 0x72, 0x08), 4, clear, {}, nullptr, kNoBoard, kNoCalls},
         {"deasserted", sel(0x0A, 0x60, 0xF2, 0x08), 3, clear},
@@ -14,6 +15,7 @@ TEST_F(SensorTranslatorTest, PowercapOnlyClears)
         {"offset 7", sel(0x0A, 0x60, 0x72, 0x07), 4, {}},
         {"offset 0", sel(0x0A, 0x60, 0xF2, 0x00), 4, {}},
     });
+    // clang-format on
 }
 
 TEST_F(SensorTranslatorTest, PowercapAllocationFailureLeaksNothing)

@@ -7,8 +7,7 @@ namespace {
 
 constexpr u8 kSensor = 0x51;
 
-SelBytes cpu(u8 data1, u8 data2 = 0xFF, u8 data3 = 0xFF, bool deassert = false,
-             u8 sensor = kSensor)
+SelBytes cpu(u8 data1, u8 data2 = 0xFF, u8 data3 = 0xFF, bool deassert = false, u8 sensor = kSensor)
 {
     return sel(0x07, sensor, deassert ? 0xEF : 0x6F, data1, data2, data3);
 }
@@ -25,6 +24,7 @@ std::string badFormat(const char *sensor, const char *data1)
 TEST_F(SensorTranslatorTest, ProcessorEvents)
 {
     const char *cpu2 = "CPU_2_Status";
+    // clang-format off
     run(DIAG_PANEL_TRANS_CpuCfgFault, {
         {"IERR", cpu(0x00), 0, Msg{0, 0x02, 3, 0x01, 3}, {}, cpu2, kNoBoard,
          Calls{nameQuery(kSensor)}},
@@ -64,6 +64,7 @@ TEST_F(SensorTranslatorTest, ProcessorEvents)
         {"single processor", cpu(0x0B), 0, Msg{0, 0x01, 3, 0x800, 3}, {}, "CPU0_Status",
          0x61010101},
     });
+    // clang-format on
 }
 
 TEST_F(SensorTranslatorTest, ProcessorAllocationFailureLeaksNothing)

@@ -14,6 +14,7 @@ SelBytes psu(u8 data1, bool deassert = false)
 TEST_F(SensorTranslatorTest, PsuOffsetsLevelsAndNames)
 {
     const char *psu2 = "PSU_2_Status";
+    // clang-format off
     run(DIAG_PANEL_TRANS_PsuFault, {
         {"failure, no level", psu(0x01), 0, Msg{5, 0x02, 3, 0x02, 3}, {}, psu2, kNoBoard,
          Calls{nameQuery(kSensor)}},
@@ -34,6 +35,7 @@ TEST_F(SensorTranslatorTest, PsuOffsetsLevelsAndNames)
          {"4 Unknown Sensor name: Number=0x41, name=PSU_8_Status"}, "PSU_8_Status"},
         {"eight supplies", psu(0x01), 0, Msg{5, 0x08, 3, 0x02, 3}, {}, "PSU_8_Status", 0x01033304},
     });
+    // clang-format on
 }
 
 TEST_F(SensorTranslatorTest, PsuAllocationFailureLeaksNothing)

@@ -15,7 +15,10 @@ void SensorTranslatorTest::SetUp()
     selectBoard(kFirstBoard);
 }
 
-void SensorTranslatorTest::TearDown() { DIAG_PANEL_TRANS_Deinit(); }
+void SensorTranslatorTest::TearDown()
+{
+    DIAG_PANEL_TRANS_Deinit();
+}
 
 void SensorTranslatorTest::selectBoard(u32 boardId)
 {
@@ -37,9 +40,9 @@ std::string describe(const Msg &msg)
 
 std::string describe(const DIAG_PANEL_MSG_S &msg)
 {
-    std::string text = describe(Msg{msg.usFaultType, msg.ucIndex,
-                                    static_cast<u8>((msg.ucLevelInfo >> 2) & 0x07),
-                                    msg.uiFaultMask, msg.ucFaultLevel});
+    std::string text =
+        describe(Msg{msg.usFaultType, msg.ucIndex, static_cast<u8>((msg.ucLevelInfo >> 2) & 0x07),
+                     msg.uiFaultMask, msg.ucFaultLevel});
     bool rest = (msg.ucLevelInfo & 0xE3) != 0 || msg.ucLevel1Cnt != 0 || msg.ucLevel2Cnt != 0 ||
                 msg.ucLevel3Cnt != 0;
     for (const u8 byte : msg.aucReserved) {

@@ -15,8 +15,8 @@
 
 namespace test {
 
-inline constexpr u32 kHal = 0x5a;      // the HAL handle every case starts the intake with
-inline constexpr u32 kNoBoard = 0;     // keep the running board
+inline constexpr u32 kHal = 0x5a;  // the HAL handle every case starts the intake with
+inline constexpr u32 kNoBoard = 0; // keep the running board
 inline constexpr u32 kFirstBoard = 0x01030103;
 
 // The fields a translator decides; `level` is the level field of ucLevelInfo.
@@ -35,10 +35,10 @@ struct Case {
     const char *what;
     SelBytes record;
     u32 severity = 0;
-    std::optional<Msg> expect = std::nullopt; // nullopt: refused with -1 and no output
-    std::vector<std::string> log = {};        // "<level> <text>", all of the log, in order
-    const char *sensorName = nullptr;         // the record's sensor name; nullptr: unknown sensor
-    u32 board = kNoBoard;                     // selected with DIAG_PANEL_TRANS_Init first
+    std::optional<Msg> expect = std::nullopt;  // nullopt: refused with -1 and no output
+    std::vector<std::string> log = {};         // "<level> <text>", all of the log, in order
+    const char *sensorName = nullptr;          // the record's sensor name; nullptr: unknown sensor
+    u32 board = kNoBoard;                      // selected with DIAG_PANEL_TRANS_Init first
     std::optional<Calls> calls = std::nullopt; // the platform journal, when checked
 };
 

@@ -100,9 +100,9 @@ TEST_F(SensorPipeTest, FanConfirmedByFanControl)
     const CallCursor calls;
     post(sel(0x04, 0x61, 0x0A, 0x08));
     EXPECT_EQ(entries(), Lines{"6 02h L3 0x100"});
-    EXPECT_EQ(calls.calls(), (Lines{"Hal_GetSensorNameCfg(0x61, 0, zeroed, 1, 0x5a)",
-                                    "dfc_fan_UpdateFanInstallState()",
-                                    "DFC_ctl_CheckFanErrState(1)"}));
+    EXPECT_EQ(calls.calls(),
+              (Lines{"Hal_GetSensorNameCfg(0x61, 0, zeroed, 1, 0x5a)",
+                     "dfc_fan_UpdateFanInstallState()", "DFC_ctl_CheckFanErrState(1)"}));
     HOST_FanSetError(1, 0);
     post(sel(0x04, 0x61, 0x8A, 0x08)); // no longer in error: the clear is dropped as well
     EXPECT_EQ(entries(), Lines{"6 02h L3 0x100"});

@@ -44,7 +44,8 @@ TEST_F(SlotNumberTest, RisersOverEveryByte)
     } risers[] = {
         {"riser 0", DIAG_PANEL_TRANS_V5r2Riser0SlotNum, {{111, 1}, {112, 2}, {121, 3}, {122, 4}}},
         {"V8R1", DIAG_PANEL_TRANS_V8R1RiserSlotNum, v8r1Model()},
-        {"V5R3", DIAG_PANEL_TRANS_V5R3RiserSlotNum,
+        {"V5R3",
+         DIAG_PANEL_TRANS_V5R3RiserSlotNum,
          {{111, 1}, {121, 2}, {131, 3}, {141, 4}, {11, 11}}},
     };
     for (const auto &riser : risers) {

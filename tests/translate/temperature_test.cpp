@@ -13,11 +13,15 @@ SelBytes temp(u8 data1, bool deassert = false, u8 generatorLun = 0)
 }
 
 const std::string kUnknown = "4 Unknown Sensor name: Number=0x30";
-std::string unknownName(const std::string &name) { return kUnknown + ", name=" + name; }
+std::string unknownName(const std::string &name)
+{
+    return kUnknown + ", name=" + name;
+}
 
 TEST_F(SensorTranslatorTest, TemperatureThresholdsAndNames)
 {
     const char *psu2 = "19-P/S 2 Zone"; // code 19 on the boards of per-board table 1
+    // clang-format off
     run(DIAG_PANEL_TRANS_TempFault, {
         // the threshold alone fixes the level; the severity is not read
         {"lower critical", temp(0x02), 0, Msg{9, 0x19, 2, 0, 2}, {}, psu2},
@@ -59,6 +63,7 @@ TEST_F(SensorTranslatorTest, TemperatureThresholdsAndNames)
          0x02032001},
         {"codes jump past 27", temp(0x04), 0, Msg{9, 0x34, 3, 0, 3}, {}, "PCH", 0x01032303},
     });
+    // clang-format on
 }
 
 // The lookup keeps the first of two rows with one name.
@@ -66,9 +71,9 @@ TEST_F(SensorTranslatorTest, TemperatureNameLookupTakesTheFirstRow)
 {
     const diag::NameRow rows[] = {{"Fan_1_Status", 1}, {"Dup", 4}, {"Dup", 5}};
     u8 code = 0;
-    ASSERT_EQ(DIAG_PANEL_TRANS_matchSensorName(reinterpret_cast<const u8 *>(rows), 3, "Dup", 3,
-                                               &code),
-              0);
+    ASSERT_EQ(
+        DIAG_PANEL_TRANS_matchSensorName(reinterpret_cast<const u8 *>(rows), 3, "Dup", 3, &code),
+        0);
     EXPECT_EQ(code, 4);
 }
 
