@@ -240,13 +240,13 @@ int registerFaults(const RegisterRow &row, const SelRecord &sel, u8 level,
         return -1;
     }
     const u8 value = sel.eventData3();
-    u8 mapped = 0; // the bits of the value that name a fault
-    for (u8 bit = 0; bit < row.index.size(); ++bit) {
+    u8 faults = 0; // the set bits of the value that the row maps to a fault
+    for (size_t bit = 0; bit < row.index.size(); ++bit) {
         if (row.index[bit] != kNone) {
-            mapped = static_cast<u8>(mapped | 1u << bit);
+            faults = static_cast<u8>(faults | (value & (1u << bit)));
         }
     }
-    const auto count = static_cast<u8>(std::popcount(static_cast<u8>(value & mapped)));
+    const auto count = static_cast<u8>(std::popcount(faults));
     if (count == 0) {
         DIAG_LOG(kLogWarning, "Unknown cpld value: [addr=%#x]%#x", sel.eventData2(), value);
         DIAG_LOG(kLogError, "Failed to fill hash node of Board HDD Fault info");
@@ -260,8 +260,8 @@ int registerFaults(const RegisterRow &row, const SelRecord &sel, u8 level,
         return -1;
     }
     DIAG_PANEL_MSG_S *next = messages;
-    for (u8 bit = 0; bit < row.index.size(); ++bit) {
-        if ((value & mapped & (1u << bit)) != 0) {
+    for (size_t bit = 0; bit < row.index.size(); ++bit) {
+        if ((faults & (1u << bit)) != 0) {
             next->usFaultType = row.faultType;
             next->ucIndex = row.index[bit];
             fillLevel(*next, level, sel.isDeassertion());

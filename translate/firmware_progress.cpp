@@ -34,8 +34,8 @@ int DIAG_PANEL_TRANS_CpuFault(const u8 *pucSel, DIAG_PANEL_MSG_S **ppstMsg, u8 *
     msg.uiFaultMask = 1u << kOffset;
     if (DIAG_PANEL_TRANS_fillHashNode(&msg, ppstMsg, pucMsgNum) != 0) {
         // Also on standard output, where the firmware's console shows it.
-        fputs("[xxxxxx] Failed to fill hash node of CPU Fault info", stdout);
-        fflush(stdout);
+        (void)fputs("[xxxxxx] Failed to fill hash node of CPU Fault info", stdout);
+        (void)fflush(stdout);
         DIAG_LOG(kLogError, "Failed to fill hash node of CPU Fault info");
         return -1;
     }
