@@ -16,17 +16,24 @@ constexpr char kLogUnit[] = "DiagnosticPanel_core";
 
 // Boards whose panel version is read only when the panel reports itself fitted.
 constexpr std::array<u32, 4> kPresenceRequiredBoards{0x01030103, 0x01031104, 0x61010101,
-                                                    0x02032001};
+                                                     0x02032001};
 // Boards whose fitted panel is trusted even when the read fails.
 constexpr std::array<u32, 7> kPresenceTrustedBoards{0x01030303, 0x01031304, 0x03033505, 0x60010101,
-                                                   0x60010201, 0x60010202, 0x01034301};
+                                                    0x60010201, 0x60010202, 0x01034301};
 
 struct RevisionLetter {
     u8 revision;
     u8 letter;
 };
 constexpr std::array<RevisionLetter, 8> kRevisionLetters{{
-    {0, 'A'}, {1, 'B'}, {2, 'C'}, {3, 'D'}, {4, 'E'}, {5, 'F'}, {6, 'G'}, {7, 'H'},
+    {0, 'A'},
+    {1, 'B'},
+    {2, 'C'},
+    {3, 'D'},
+    {4, 'E'},
+    {5, 'F'},
+    {6, 'G'},
+    {7, 'H'},
 }};
 
 bool contains(const auto &table, u32 boardId)

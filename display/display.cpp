@@ -38,7 +38,10 @@ constexpr MsgHead kPostEndHead{kPostLevelProgress, 0x99, DIAG_PANEL_FAULT_POST};
 
 u8 g_threadStarted = 0; // one display thread per process, however often the display is set up
 
-bool diagModeOn() { return __atomic_load_n(&g_diag_mode_flag, __ATOMIC_RELAXED) == 1; }
+bool diagModeOn()
+{
+    return __atomic_load_n(&g_diag_mode_flag, __ATOMIC_RELAXED) == 1;
+}
 
 // POST state: two steps of progress, then a waiting error code for two steps (after which the
 // display returns to the faults), otherwise progress for as long as POST lasts.

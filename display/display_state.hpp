@@ -26,10 +26,10 @@ struct PostDisplay {
 };
 
 struct FaultWalk {
-    u8 ucRestart;          // 1: clear every display mark at the next fault step
-    u8 ucPostEnd;          // 1: show the POST-end code before walking
-    u8 ucListIdx;          // the bucket the walk is in
-    u32 uiPostEndElapsed;  // 0 before the POST-end code was first shown, then 4
+    u8 ucRestart;                        // 1: clear every display mark at the next fault step
+    u8 ucPostEnd;                        // 1: show the POST-end code before walking
+    u8 ucListIdx;                        // the bucket the walk is in
+    u32 uiPostEndElapsed;                // 0 before the POST-end code was first shown, then 4
     const DIAG_PANEL_NODE_S *pstCurNode; // the entry shown last, or NULL; never followed
 };
 
@@ -37,7 +37,10 @@ extern DisplayCtrl g_stDispCtrl;
 extern PostDisplay g_stPostDisp;
 extern FaultWalk g_stFaultWalk;
 
-inline bool displayReady() { return __atomic_load_n(&g_stDispCtrl.ucReady, __ATOMIC_ACQUIRE) == 1; }
+inline bool displayReady()
+{
+    return __atomic_load_n(&g_stDispCtrl.ucReady, __ATOMIC_ACQUIRE) == 1;
+}
 
 } // namespace diag
 

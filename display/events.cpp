@@ -12,9 +12,10 @@
 using namespace diag;
 
 // POST re-detects these fault types, so POST start drops them.
-extern DIAG_PANEL_API const u32 g_auiNodeClearTbl[7] = { // extern: const data keeps the attribute
-    DIAG_PANEL_FAULT_CPU,  DIAG_PANEL_FAULT_MEMORY,   DIAG_PANEL_FAULT_PCIE,
-    DIAG_PANEL_FAULT_BOARD, DIAG_PANEL_FAULT_POST,    DIAG_PANEL_FAULT_POWERCAP,
+// extern: const data keeps the visibility attribute.
+extern DIAG_PANEL_API const u32 g_auiNodeClearTbl[7] = {
+    DIAG_PANEL_FAULT_CPU,      DIAG_PANEL_FAULT_MEMORY, DIAG_PANEL_FAULT_PCIE,
+    DIAG_PANEL_FAULT_BOARD,    DIAG_PANEL_FAULT_POST,   DIAG_PANEL_FAULT_POWERCAP,
     DIAG_PANEL_FAULT_BOARD_EX,
 };
 

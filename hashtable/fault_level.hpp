@@ -22,12 +22,12 @@ constexpr u8 levelOf(const DIAG_PANEL_MSG_S &msg)
 constexpr void setLevelOf(DIAG_PANEL_MSG_S &msg, u8 level)
 {
     if (msg.usFaultType == DIAG_PANEL_FAULT_POST) {
-        msg.ucLevelInfo = static_cast<u8>((msg.ucLevelInfo & ~kPostLevelMask) |
-                                          (level & kPostLevelMask));
+        msg.ucLevelInfo =
+            static_cast<u8>((msg.ucLevelInfo & ~kPostLevelMask) | (level & kPostLevelMask));
     } else {
         const u8 field = kLevelMask << kLevelShift;
-        msg.ucLevelInfo = static_cast<u8>((msg.ucLevelInfo & ~field) |
-                                          ((level & kLevelMask) << kLevelShift));
+        msg.ucLevelInfo =
+            static_cast<u8>((msg.ucLevelInfo & ~field) | ((level & kLevelMask) << kLevelShift));
     }
 }
 

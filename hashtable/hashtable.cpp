@@ -37,7 +37,10 @@ void setHandle(DIAG_PANEL_NODE_S **buckets, u32 count)
     __atomic_store_n(&g_stHashHandle.ppstList, buckets, __ATOMIC_RELEASE);
 }
 
-constexpr bool isSeverity(u8 level) { return level >= 1 && level <= 3; }
+constexpr bool isSeverity(u8 level)
+{
+    return level >= 1 && level <= 3;
+}
 
 u8 &counterOf(DIAG_PANEL_MSG_S &msg, u8 severity)
 {
@@ -307,7 +310,10 @@ DIAG_PANEL_API int DIAG_PANEL_DelMsgToHash(DIAG_PANEL_MSG_S *pstDiagPanelMsg)
     return 0;
 }
 
-DIAG_PANEL_API u32 DIAG_PANEL_HashFunc(u32 uiKey) { return uiKey; }
+DIAG_PANEL_API u32 DIAG_PANEL_HashFunc(u32 uiKey)
+{
+    return uiKey;
+}
 
 DIAG_PANEL_API int DIAG_PANEL_LockFreeHashList(u32 uiIndex)
 {

@@ -281,8 +281,8 @@ extern "C" int snoop_read_current_bios_code(SNOOP_BIOS_CODE_REQ_S *pstRequest)
 {
     const bool zeroed = pstRequest != nullptr && pstRequest->pucCodeBuf != nullptr &&
                         allZero(pstRequest->pucCodeBuf, pstRequest->uiBufSize);
-    journal("snoop_read_current_bios_code(%u, %s)", pstRequest != nullptr ? pstRequest->uiBufSize : 0,
-            zeroed ? "zeroed" : "dirty");
+    journal("snoop_read_current_bios_code(%u, %s)",
+            pstRequest != nullptr ? pstRequest->uiBufSize : 0, zeroed ? "zeroed" : "dirty");
     StandIn &s = standIn();
     std::lock_guard lock(s.mutex);
     if (s.postResult <= 0 || pstRequest == nullptr || pstRequest->pucCodeBuf == nullptr) {

@@ -15,7 +15,8 @@
 using namespace diag;
 
 // Pairs (severity code, panel level); no severity code gives panel level 1.
-extern DIAG_PANEL_API const u8 g_astDiagPanelSelLevel[8] = { // extern: const data keeps the attribute
+// extern: const data keeps the visibility attribute.
+extern DIAG_PANEL_API const u8 g_astDiagPanelSelLevel[8] = {
     1, 0, //
     2, 0, //
     3, 2, //
@@ -55,17 +56,6 @@ constexpr std::array<Route, 16> kRoutes{{
     {0x6F, 0x0F /* system firmware progress */,     DIAG_PANEL_TRANS_CpuFault},
 }};
 // clang-format on
-
-const Route *findRoute(u8 eventType, u8 sensorType)
-{
-    for (const Route &route : kRoutes) {
-        if (route.eventType == eventType &&
-            (route.sensorType == sensorType || route.sensorType == kAnySensorType)) {
-            return &route; // the combinations are distinct: at most one row matches
-        }
-    }
-    return nullptr;
-}
 
 u32 readLittleEndian32(const u8 *bytes)
 {
@@ -110,13 +100,13 @@ void dispatchSel(const DIAG_PANEL_PIPE_MSG_S &frame)
     if (sel.recordType() != kSystemEventRecord) {
         return;
     }
-    const Route *route = findRoute(sel.eventType(), sel.sensorType());
-    if (route == nullptr) {
+    const DIAG_PANEL_TRANS_TRANSLATOR_F translator = routeOf(sel.eventType(), sel.sensorType());
+    if (translator == nullptr) {
         return;
     }
     DIAG_PANEL_MSG_S *messages = nullptr;
     u8 count = 0;
-    if (route->translator(frame.aucBuf, &messages, &count, frame.ucSelLevel) == 0) {
+    if (translator(frame.aucBuf, &messages, &count, frame.ucSelLevel) == 0) {
         for (u8 i = 0; i < count; ++i) {
             if (messages != nullptr) {
                 (void)DIAG_PANEL_ProcessNewMsg(&messages[i]);
@@ -129,6 +119,17 @@ void dispatchSel(const DIAG_PANEL_PIPE_MSG_S &frame)
 }
 
 } // namespace
+
+DIAG_PANEL_TRANS_TRANSLATOR_F diag::routeOf(u8 eventType, u8 sensorType)
+{
+    for (const Route &route : kRoutes) {
+        if (route.eventType == eventType &&
+            (route.sensorType == sensorType || route.sensorType == kAnySensorType)) {
+            return route.translator; // the combinations are distinct: at most one row matches
+        }
+    }
+    return nullptr;
+}
 
 void diag::dispatchFrame(DIAG_PANEL_PIPE_MSG_S *frame)
 {
@@ -149,5 +150,5 @@ void diag::dispatchFrame(DIAG_PANEL_PIPE_MSG_S *frame)
 DIAG_PANEL_API u32 DIAG_PANEL_TRANS_filterValidSEL(DIAG_PANEL_SEL_S stSel)
 {
     const SelRecord sel(stSel.aucSel);
-    return findRoute(sel.eventType(), sel.sensorType()) != nullptr ? 1 : 0;
+    return routeOf(sel.eventType(), sel.sensorType()) != nullptr ? 1 : 0;
 }

@@ -13,7 +13,7 @@ using namespace diag;
 namespace {
 
 constexpr u8 kSelLevelPairs = 4;
-constexpr u8 kMaxNameLen = 31;     // a name table's names hold at most 31 characters
+constexpr u8 kMaxNameLen = 31;        // a name table's names hold at most 31 characters
 constexpr size_t kSensorNameLen = 17; // the buffer the platform writes a sensor name into
 constexpr u32 kSensorNameFlag = 1;
 
@@ -52,10 +52,9 @@ std::optional<u8> diag::sensorCode(const SelRecord &sel, u16 faultType)
     const NameTable *table = runningNameTable(faultType);
     const auto length = static_cast<u8>(strnlen(name, sizeof name));
     u8 code = 0;
-    if (table == nullptr ||
-        DIAG_PANEL_TRANS_matchSensorName(reinterpret_cast<const u8 *>(table->pstNames),
-                                         static_cast<u8>(table->uiNameNum), name, length,
-                                         &code) != 0) {
+    if (table == nullptr || DIAG_PANEL_TRANS_matchSensorName(
+                                reinterpret_cast<const u8 *>(table->pstNames),
+                                static_cast<u8>(table->uiNameNum), name, length, &code) != 0) {
         DIAG_LOG(kLogWarning, "Unknown Sensor name: Number=%#x, name=%s", sel.sensorNumber(), name);
         return std::nullopt;
     }

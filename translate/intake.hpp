@@ -3,6 +3,8 @@
 
 #include <diagpanel/types.h>
 
+#include "translate/translator.hpp"
+
 // The byte sum of `uiLen` bytes into 32 bits; 0 for a NULL pointer or no bytes.
 u32 DIAG_PANEL_TRANS_checkSum(const void *pData, u32 uiLen);
 
@@ -13,5 +15,9 @@ u32 intakeHalHandle();
 
 // Routes one checked frame (header and body in one allocation) and frees it.
 void dispatchFrame(DIAG_PANEL_PIPE_MSG_S *frame);
+
+// The translator of records of this event type (without the direction bit) and sensor type, or
+// nullptr when none is routed.
+DIAG_PANEL_TRANS_TRANSLATOR_F routeOf(u8 eventType, u8 sensorType);
 
 } // namespace diag

@@ -51,15 +51,24 @@ Intake g_intake{};
 // still wait on it while the intake is torn down.
 pthread_mutex_t g_queueMutex = PTHREAD_MUTEX_INITIALIZER;
 
-template <typename T> T load(const T &field) { return __atomic_load_n(&field, __ATOMIC_ACQUIRE); }
+template <typename T> T load(const T &field)
+{
+    return __atomic_load_n(&field, __ATOMIC_ACQUIRE);
+}
 template <typename T> void store(T &field, T value)
 {
     __atomic_store_n(&field, value, __ATOMIC_RELEASE);
 }
 
-bool running() { return load(g_intake.ucRunning) != 0; }
+bool running()
+{
+    return load(g_intake.ucRunning) != 0;
+}
 
-u16 low16(u32 sum) { return static_cast<u16>(sum & 0xFFFFu); }
+u16 low16(u32 sum)
+{
+    return static_cast<u16>(sum & 0xFFFFu);
+}
 
 enum class ReadResult : u8 { kDone, kFailed, kStopped };
 
@@ -195,7 +204,7 @@ void *DIAG_PANEL_TRANS_run(void *)
 
 void removePipeFile()
 {
-    struct stat status {};
+    struct stat status = {};
     if (stat(DIAG_PANEL_PIPE_PATH, &status) != 0) {
         return;
     }
@@ -230,7 +239,10 @@ u32 DIAG_PANEL_TRANS_checkSum(const void *pData, u32 uiLen)
     return sum;
 }
 
-u32 diag::intakeHalHandle() { return g_intake.uiHalHandle; }
+u32 diag::intakeHalHandle()
+{
+    return g_intake.uiHalHandle;
+}
 
 DIAG_PANEL_API int DIAG_PANEL_TRANS_Init(u32 uiHalHandle)
 {
@@ -243,7 +255,7 @@ DIAG_PANEL_API int DIAG_PANEL_TRANS_Init(u32 uiHalHandle)
         return -1; // nothing else was set up
     }
 
-    struct stat status {};
+    struct stat status = {};
     if (stat(DIAG_PANEL_PIPE_PATH, &status) == 0 && unlink(DIAG_PANEL_PIPE_PATH) != 0) {
         DIAG_LOG(kLogError, "Failed to unlink DIAG PANEL Pipe");
         return failStartUp(true);

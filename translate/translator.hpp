@@ -46,7 +46,10 @@ inline constexpr u8 kNoLevel = DIAG_PANEL_LEVEL_NONE;
 u8 mapSelLevel(u32 uiSelLevel);
 
 // The given level, or the family's own when none was given.
-constexpr u8 levelOr(u8 mapped, u8 fallback) { return mapped == kNoLevel ? fallback : mapped; }
+constexpr u8 levelOr(u8 mapped, u8 fallback)
+{
+    return mapped == kNoLevel ? fallback : mapped;
+}
 
 // The level fill: the level field carries the level on assertion and 0 on deassertion (a clear);
 // ucFaultLevel carries it both ways. usFaultType must be set first.

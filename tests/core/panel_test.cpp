@@ -82,10 +82,10 @@ TEST_F(PanelTest, EncodesHeadsAsTheDocumentedCodes)
         u32 oneHot, numeric;
     };
     const Row rows[] = {
-        {0x00, 0x00, 0, 0x00004000, 0x00000000},  {0x0C, 0x05, 2, 0x00011828, 0x00009828},
-        {0x01, 0x50, 8, 0x40400280, 0x40020280},  {0x02, 0x3A, 8, 0x804001D0, 0x800201D0},
-        {0xFF, 0x00, 0, 0xC0007807, 0xC0003807},  {0x00, 0x99, 8, 0x004004C8, 0x000204C8},
-        {0x00, 0x00, 17, 0x80000000, 0x00044000}, {0x00, 0x00, 18, 0x00000000, 0x00048000},
+        {0x00, 0x00, 0, 0x00004000, 0x00000000},      {0x0C, 0x05, 2, 0x00011828, 0x00009828},
+        {0x01, 0x50, 8, 0x40400280, 0x40020280},      {0x02, 0x3A, 8, 0x804001D0, 0x800201D0},
+        {0xFF, 0x00, 0, 0xC0007807, 0xC0003807},      {0x00, 0x99, 8, 0x004004C8, 0x000204C8},
+        {0x00, 0x00, 17, 0x80000000, 0x00044000},     {0x00, 0x00, 18, 0x00000000, 0x00048000},
         {0x00, 0x00, 0xFFFF, 0x00000000, 0x3FFFC000},
     };
     for (const Row &r : rows) {
@@ -113,7 +113,7 @@ TEST_F(PanelTest, EveryBitLandsWhereTheLayoutSaysOnRandomHeads)
         DIAG_PANEL_CORE_commonIfc(&cmd);
         DIAG_PANEL_CORE_commonIfc_ex(&cmd);
         ASSERT_EQ(panel.codes(), (std::vector<u32>{referenceCode(levelInfo, index, type, true),
-                                                    referenceCode(levelInfo, index, type, false)}))
+                                                   referenceCode(levelInfo, index, type, false)}))
             << std::hex << "L " << +levelInfo << " I " << +index << " T " << type;
     }
 }
@@ -219,14 +219,16 @@ TEST_F(PanelTest, StartUpRefusedByThePanelStartsNothing)
     test::LogCursor log;
     test::PanelCursor panel;
     EXPECT_EQ(DIAG_PANEL_init(0x5A), -1);
-    EXPECT_EQ(log.lines(), coreLines(2, {"Failed to enable diagnostic panel driver!",
-                                         "Failed to reset diagnostic panel status while initing!"}));
+    EXPECT_EQ(log.lines(),
+              coreLines(2, {"Failed to enable diagnostic panel driver!",
+                            "Failed to reset diagnostic panel status while initing!"}));
 
     HOST_PanelRefuse(0, 1);
     log = test::LogCursor();
     EXPECT_EQ(DIAG_PANEL_init(0x5A), -1);
-    EXPECT_EQ(log.lines(), coreLines(2, {"Failed to enable diagnostic panel driver!",
-                                         "Failed to read diagnostic panel version while initing!"}));
+    EXPECT_EQ(log.lines(),
+              coreLines(2, {"Failed to enable diagnostic panel driver!",
+                            "Failed to read diagnostic panel version while initing!"}));
     EXPECT_EQ(panel.codes(), std::vector<u32>{0x00004000});
     EXPECT_EQ(threadCount(), threads);
     EXPECT_EQ(test::postEvent(DIAG_PANEL_EVENT_POST_START), -1) << "no intake was started";

@@ -19,15 +19,24 @@ constexpr u32 kNothing = 0x00004000;
 constexpr u32 kPostEnd = 0x404004C8;
 constexpr u32 kNoWrite = 0xFFFFFFFF;
 
-constexpr u32 progress(u8 percent) { return 0x40400000u | u32{percent} << 3; }
-constexpr u32 postError(u8 code) { return 0x80400000u | u32{code} << 3; }
+constexpr u32 progress(u8 percent)
+{
+    return 0x40400000u | u32{percent} << 3;
+}
+constexpr u32 postError(u8 code)
+{
+    return 0x80400000u | u32{code} << 3;
+}
 // A fault entry's code: its level (bits 2-4 of ucLevelInfo) at 11, index at 3, type bit at 14.
 constexpr u32 fault(u16 type, u8 index, u8 level = 2)
 {
     return u32{level} << 11 | u32{index} << 3 | 1u << (14 + type);
 }
 
-void setDiagMode(u32 on) { __atomic_store_n(&g_diag_mode_flag, on, __ATOMIC_RELAXED); }
+void setDiagMode(u32 on)
+{
+    __atomic_store_n(&g_diag_mode_flag, on, __ATOMIC_RELAXED);
+}
 
 class DisplayTest : public testing::Test
 {
@@ -97,9 +106,9 @@ TEST_F(DisplayTest, ShowsEntriesBucketByBucketInChainOrderAndCycles)
     add(3, 0x11);
     add(3, 0x12);
     add(7, 0x13);
-    EXPECT_EQ(steps(7), (std::vector<u32>{fault(3, 0x11), fault(3, 0x12), fault(7, 0x13),
-                                          fault(3, 0x11), fault(3, 0x12), fault(7, 0x13),
-                                          fault(3, 0x11)}));
+    EXPECT_EQ(steps(7),
+              (std::vector<u32>{fault(3, 0x11), fault(3, 0x12), fault(7, 0x13), fault(3, 0x11),
+                                fault(3, 0x12), fault(7, 0x13), fault(3, 0x11)}));
 }
 
 TEST_F(DisplayTest, AnEmptyTableShowsNothingAndOneEntryShowsEveryStep)
@@ -232,8 +241,8 @@ TEST_F(DisplayTest, PostErrorShowsTwoStepsAfterTheOpeningPhaseThenTheFaults)
     event(DIAG_PANEL_EVENT_POST_PROGRESS, 0x20);
     EXPECT_EQ(steps(3), (std::vector<u32>{progress(0x20), progress(0x20), progress(0x20)}));
     ASSERT_EQ(DIAG_PANEL_DISP_trigPostErrState(3, 0xB2), 0);
-    EXPECT_EQ(steps(4), (std::vector<u32>{postError(0xB2), postError(0xB2), fault(2, 0x41),
-                                          fault(2, 0x41)}))
+    EXPECT_EQ(steps(4),
+              (std::vector<u32>{postError(0xB2), postError(0xB2), fault(2, 0x41), fault(2, 0x41)}))
         << "the display leaves POST by itself, without the POST-end code";
 }
 

@@ -20,8 +20,8 @@ TEST(DisplayNotReady, EventsAreCheckedThenDroppedAndTheTableIsKept)
     DIAG_PANEL_DISP_EVENT_S bad{5, 0, {}, 0};
     EXPECT_EQ(DIAG_PANEL_EventRecv(&bad), -1);
     EXPECT_EQ(DIAG_PANEL_DISP_trigPostErrState(1, 0x20), 0);
-    std::vector<test::LogLine> expected(5, {4, "DiagPanel_DisplayTask",
-                                            "DiagPanel display task is not ready!"});
+    std::vector<test::LogLine> expected(
+        5, {4, "DiagPanel_DisplayTask", "DiagPanel display task is not ready!"});
     expected.push_back({4, "DiagPanel_DisplayTask", "Invalid event info, type: 5 percentage: 0"});
     EXPECT_EQ(log.lines(), expected);
     EXPECT_EQ(test::tableSnapshot().size(), 2u) << "not even POST start empties a bucket";

@@ -235,12 +235,14 @@ TEST_F(HashTableTest, FollowsTheReferenceModel)
             const auto type = static_cast<u16>(rng() % 16 < 14 ? rng() % 12 : 12 + rng() % 2);
             const auto index = static_cast<u8>(rng() % 4);
             // Levels of every kind, with the meaningless high bits now and then.
-            auto levelInfo = static_cast<u8>(type == 8 ? rng() % 4 : pick(0, 1, 2, 3, 4, 4, 5, 7) << 2);
+            auto levelInfo =
+                static_cast<u8>(type == 8 ? rng() % 4 : pick(0, 1, 2, 3, 4, 4, 5, 7) << 2);
             if (rng() % 8 == 0) {
                 levelInfo = static_cast<u8>(levelInfo | (rng() % 8) << 5);
             }
             const u32 mask = pick(0, 1, 2, 4, 8, 3, 0xC, 0xF, 0x80000000u);
-            DIAG_PANEL_MSG_S msg = message(type, index, levelInfo, mask, static_cast<u8>(rng() % 5));
+            DIAG_PANEL_MSG_S msg =
+                message(type, index, levelInfo, mask, static_cast<u8>(rng() % 5));
             msg.aucReserved[rng() % 8] = static_cast<u8>(rng());
             const int expected = model.process(msg);
             ASSERT_EQ(DIAG_PANEL_ProcessNewMsg(&msg), expected);

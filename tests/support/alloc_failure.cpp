@@ -44,10 +44,19 @@ FailAllocation::FailAllocation(unsigned nth)
     g_failAt = g_calls.load() + nth;
 }
 
-FailAllocation::~FailAllocation() { g_failAt = 0; }
+FailAllocation::~FailAllocation()
+{
+    g_failAt = 0;
+}
 
-bool FailAllocation::fired() const { return g_fired.load(); }
+bool FailAllocation::fired() const
+{
+    return g_fired.load();
+}
 
-unsigned long allocationCount() { return g_calls.load(); }
+unsigned long allocationCount()
+{
+    return g_calls.load();
+}
 
 } // namespace test

@@ -10,7 +10,8 @@ namespace {
 
 bool privateVar()
 {
-    return unshare(CLONE_NEWNS) == 0 && mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+    return unshare(CLONE_NEWNS) == 0 &&
+           mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
            mount("tmpfs", "/var", "tmpfs", 0, "size=4m,mode=0755") == 0;
 }
 

@@ -1,0 +1,152 @@
+// The whole library started as firmware starts it: frames through the real pipe reach the
+// display or, by their event and sensor type, a translator and the fault table.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "host_platform/virtual_clock.hpp"
+#include "tests/support/harness.hpp"
+
+namespace {
+
+constexpr u32 progressCode(u8 bcd)
+{
+    return 0x40400000u | u32{bcd} << 3;
+}
+
+class DispatchTest : public testing::Test
+{
+  protected:
+    static void SetUpTestSuite()
+    {
+        HOST_Reset();
+        HOST_LogEcho(0);
+        ASSERT_EQ(DIAG_PANEL_init(0x5A), 0);
+        ASSERT_EQ(vclock::waitParked(), 4u);
+    }
+
+    void SetUp() override
+    {
+        ASSERT_TRUE(test::drainIntake());
+        DIAG_PANEL_LockFreeAllHashList();
+        ASSERT_EQ(DIAG_PANEL_DisplayInit(0), 0); // a display as fresh as at start-up
+    }
+
+    // What the panel shows at the next display step.
+    static u32 nextCode()
+    {
+        const test::PanelCursor panel;
+        EXPECT_EQ(vclock::step(), 4u);
+        const auto codes = panel.codes();
+        return codes.size() == 1 ? codes[0] : 0xFFFFFFFF;
+    }
+
+    // A RAID record: add-in card, sensor-specific, OEM code in event data 2 (the card's slot).
+    static test::SelBytes raidRecord(u8 slot) { return test::sel(0x17, 0x40, 0x6F, 0xA1, slot); }
+
+    static bool hasEntry(u16 type, u8 index)
+    {
+        for (const test::Entry &e : test::tableSnapshot()) {
+            if (e.msg.usFaultType == type && e.msg.ucIndex == index) {
+                return true;
+            }
+        }
+        return false;
+    }
+};
+
+TEST_F(DispatchTest, DisplayEventsSteerThePanelWithTheirPercentageInBcd)
+{
+    ASSERT_EQ(test::postEvent(DIAG_PANEL_EVENT_POST_START, 0x33), 0);
+    ASSERT_TRUE(test::drainIntake());
+    EXPECT_EQ(nextCode(), progressCode(0x00)) << "only progress events carry a percentage";
+    struct Row {
+        u8 percent;
+        u8 shown;
+    };
+    for (const Row &r :
+         {Row{45, 0x45}, Row{7, 0x07}, Row{99, 0x99}, Row{100, 0x00}, Row{145, 0x45}}) {
+        ASSERT_EQ(test::postEvent(DIAG_PANEL_EVENT_POST_PROGRESS, r.percent), 0);
+        ASSERT_TRUE(test::drainIntake());
+        EXPECT_EQ(nextCode(), progressCode(r.shown)) << +r.percent << " percent";
+    }
+    ASSERT_EQ(test::postEvent(DIAG_PANEL_EVENT_POST_END), 0);
+    ASSERT_TRUE(test::drainIntake());
+    EXPECT_EQ(nextCode(), 0x404004C8u);
+    EXPECT_EQ(nextCode(), 0x404004C8u);
+    EXPECT_EQ(nextCode(), 0x00004000u);
+}
+
+TEST_F(DispatchTest, SelRecordsReachTheirTranslatorAndTheTable)
+{
+    ASSERT_EQ(test::postSel(raidRecord(12), 4), 0);
+    // The direction bit takes no part in routing, and the power-capping row takes any sensor.
+    DIAG_PANEL_MSG_S powercap = test::message(10, 1, 2 << 2, 0x100);
+    ASSERT_EQ(DIAG_PANEL_ProcessNewMsg(&powercap), 0);
+    ASSERT_EQ(test::postSel(test::sel(0x0A, 0x01, 0xF2, 0x08), 0), 0);
+    ASSERT_TRUE(test::drainIntake());
+    const auto table = test::tableSnapshot();
+    ASSERT_EQ(table.size(), 1u) << "the power-capping clear removed its entry";
+    EXPECT_EQ(table[0].msg.usFaultType, 4);
+    EXPECT_EQ(table[0].msg.ucIndex, 0x12);
+    EXPECT_EQ(table[0].msg.uiFaultMask, 0x2u);
+    EXPECT_EQ(table[0].msg.ucLevelInfo, 3 << 2);
+    EXPECT_EQ(nextCode(), 3u << 11 | 0x12u << 3 | 1u << 18);
+}
+
+TEST_F(DispatchTest, RecordsWithoutARouteAreDroppedSilently)
+{
+    test::SelBytes oem = raidRecord(13);
+    oem[2] = 0xC0; // an OEM timestamped record, although its event and sensor type are routed
+    test::SelBytes unrouted = raidRecord(14);
+    unrouted[10] = 0x05; // sensor type 05h has no row
+    const test::LogCursor log;
+    ASSERT_EQ(test::postSel(oem, 4), 0);
+    ASSERT_EQ(test::postSel(unrouted, 4), 0);
+    ASSERT_TRUE(test::drainIntake());
+    EXPECT_TRUE(test::tableSnapshot().empty());
+    EXPECT_EQ(log.lines().size(), 1u) << "only the drain marker's line";
+}
+
+TEST_F(DispatchTest, BodyLengthsAreComparedAsEightBits)
+{
+    const test::SelBytes record = raidRecord(15);
+    std::vector<u8> long272(record.begin(), record.end());
+    long272.resize(272, 0xEE);
+    const test::LogCursor log;
+    ASSERT_EQ(test::postFrame(DIAG_PANEL_MSG_TYPE_SEL, long272, 4), 0);
+    ASSERT_EQ(test::postFrame(DIAG_PANEL_MSG_TYPE_SEL, {record.begin(), record.end() - 1}, 4), 0);
+    ASSERT_EQ(test::postFrame(DIAG_PANEL_MSG_TYPE_EVENT, std::vector<u8>(13, 0)), 0);
+    ASSERT_EQ(test::postFrame(DIAG_PANEL_MSG_TYPE_EVENT, {4, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}), 0);
+    ASSERT_TRUE(test::drainIntake());
+    EXPECT_TRUE(hasEntry(4, 0x15)) << "a 272-byte body passes as 16 and its first 16 bytes count";
+    std::vector<test::LogLine> lines = log.lines();
+    lines.pop_back(); // the drain marker
+    EXPECT_EQ(lines,
+              (std::vector<test::LogLine>{{2, "DiagPanel_translate", "Invalid input length: 0xf"},
+                                          {2, "DiagPanel_translate", "Invalid input length: 0xd"},
+                                          {4, "DiagPanel_translate", "Unknown event type: 0x4"}}));
+}
+
+TEST_F(DispatchTest, AFrameOfAnUnknownMessageTypeIsDropped)
+{
+    // postMessage refuses such a frame; a producer writing raw bytes could still send one.
+    std::vector<u8> frame(16 + 16, 0);
+    const u32 magic = DIAG_PANEL_PIPE_MAGIC;
+    memcpy(frame.data(), &magic, 4);
+    frame[4] = 5;
+    frame[8] = 16;
+    frame[14] = 5 + 16;
+    const test::LogCursor log;
+    const int fd = open(DIAG_PANEL_PIPE_PATH, O_WRONLY);
+    ASSERT_GE(fd, 0);
+    ASSERT_EQ(write(fd, frame.data(), frame.size()), static_cast<ssize_t>(frame.size()));
+    close(fd);
+    ASSERT_TRUE(test::drainIntake());
+    EXPECT_EQ(log.lines().front(), (test::LogLine{2, "DiagPanel_translate",
+                                                  "Unknown DiagPanel trans message type: 0x5"}));
+}
+
+} // namespace

@@ -1,0 +1,445 @@
+// The intake pipe from outside: frames posted by the library's writer or written raw into the
+// FIFO, read by the real intake thread. A frame's arrival is seen through the dispatch: a display
+// event of an unknown type is refused with its number in the log, and changes nothing else.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+#include <set>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <thread>
+#include <unistd.h>
+
+#include "tests/support/harness.hpp"
+
+namespace {
+
+// read() as the library sees it: scripted failures for the intake thread, the real call otherwise.
+struct ReadScript {
+    std::atomic<int> skip{0};     // reads of the intake thread to let through first
+    std::atomic<int> failures{0}; // then this many failures
+    std::atomic<int> error{EAGAIN};
+    std::atomic<bool> waiting{false}; // the intake thread sits in an unscripted read
+};
+ReadScript g_readScript;
+
+bool inIntakeThread()
+{
+    char name[16] = {};
+    pthread_getname_np(pthread_self(), name, sizeof name);
+    return strncmp(name, "DIAG_PANEL_TRAN", 15) == 0;
+}
+
+} // namespace
+
+extern "C" ssize_t read(int fd, void *buffer, size_t count)
+{
+    if (!inIntakeThread()) {
+        return syscall(SYS_read, fd, buffer, count);
+    }
+    if (g_readScript.failures.load() > 0) {
+        if (g_readScript.skip.load() > 0) {
+            --g_readScript.skip;
+        } else {
+            --g_readScript.failures;
+            errno = g_readScript.error.load();
+            return -1;
+        }
+        return syscall(SYS_read, fd, buffer, count);
+    }
+    g_readScript.waiting = true;
+    const auto got = syscall(SYS_read, fd, buffer, count);
+    g_readScript.waiting = false;
+    return got;
+}
+
+namespace {
+
+std::vector<u8> frameBytes(u8 msgType, const std::vector<u8> &body, u32 lengthField)
+{
+    std::vector<u8> bytes(16, 0);
+    const u32 magic = DIAG_PANEL_PIPE_MAGIC;
+    memcpy(&bytes[0], &magic, 4);
+    bytes[4] = msgType;
+    memcpy(&bytes[8], &lengthField, 4);
+    u32 sum = 0;
+    for (u8 b : body) {
+        sum += b;
+    }
+    const auto bodySum = static_cast<u16>(sum);
+    memcpy(&bytes[12], &bodySum, 2);
+    sum = 0;
+    for (int i = 4; i < 14; ++i) {
+        sum += bytes[i];
+    }
+    const auto headSum = static_cast<u16>(sum);
+    memcpy(&bytes[14], &headSum, 2);
+    bytes.insert(bytes.end(), body.begin(), body.end());
+    return bytes;
+}
+
+// A display event of an unknown type: its arrival is logged as "Unknown event type: <type>".
+std::vector<u8> markerFrame(u32 marker)
+{
+    std::vector<u8> body(12, 0);
+    memcpy(body.data(), &marker, 4);
+    return frameBytes(DIAG_PANEL_MSG_TYPE_EVENT, body, 12);
+}
+
+std::string markerText(u32 marker)
+{
+    char text[48];
+    snprintf(text, sizeof text, "Unknown event type: %#x", marker);
+    return text;
+}
+
+std::vector<u8> operator+(std::vector<u8> a, const std::vector<u8> &b)
+{
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+
+int countOpenFiles()
+{
+    int count = 0;
+    if (DIR *fds = opendir("/proc/self/fd")) {
+        while (const dirent *entry = readdir(fds)) {
+            count += entry->d_name[0] != '.';
+        }
+        closedir(fds);
+    }
+    return count;
+}
+
+int countThreads()
+{
+    int count = 0;
+    if (DIR *tasks = opendir("/proc/self/task")) {
+        while (const dirent *entry = readdir(tasks)) {
+            count += entry->d_name[0] != '.';
+        }
+        closedir(tasks);
+    }
+    return count;
+}
+
+// A joined thread may linger a moment in /proc (under qemu-user it does): wait for the count.
+bool threadsSettleAt(int expected)
+{
+    for (int i = 0; i < 2000 && countThreads() != expected; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return countThreads() == expected;
+}
+
+class PipeTest : public testing::Test
+{
+  protected:
+    void SetUp() override
+    {
+        HOST_Reset();
+        HOST_LogEcho(0);
+        ASSERT_EQ(DIAG_PANEL_TRANS_Init(0x5A), 0);
+        writer_ = open(DIAG_PANEL_PIPE_PATH, O_WRONLY);
+        ASSERT_GE(writer_, 0);
+    }
+    void TearDown() override
+    {
+        close(writer_);
+        DIAG_PANEL_TRANS_Deinit();
+    }
+
+    // Bytes written straight into the FIFO, as a producer in another process would.
+    void writeRaw(const std::vector<u8> &bytes) const
+    {
+        ASSERT_EQ(write(writer_, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+    }
+
+    static bool arrives(u32 marker)
+    {
+        return HOST_LogWait(0, markerText(marker).c_str(), 10000) >= 0;
+    }
+
+    // The intake's own log lines (level, text) from a point on, markers left out.
+    static std::vector<std::pair<u32, std::string>> intakeLines(const test::LogCursor &log)
+    {
+        std::vector<std::pair<u32, std::string>> out;
+        for (const test::LogLine &line : log.lines()) {
+            if (line.text.rfind("Unknown event type", 0) != 0) {
+                out.emplace_back(line.level, line.text);
+            }
+        }
+        return out;
+    }
+
+    int writer_ = -1;
+};
+
+TEST_F(PipeTest, PostingFillsTheFrameAndRefusesBadArguments)
+{
+    alignas(4) u8 buffer[16 + 12] = {};
+    auto *frame = reinterpret_cast<DIAG_PANEL_PIPE_MSG_S *>(buffer);
+    frame->ucMsgType = DIAG_PANEL_MSG_TYPE_EVENT;
+    frame->aucRsvd[0] = 0x11;
+    frame->ucSelLevel = 3;
+    frame->uiLen = 12;
+    const u32 marker = 0x2001;
+    memcpy(frame->aucBuf, &marker, 4);
+    ASSERT_EQ(DIAG_PANEL_TRANS_postMessage(frame), 0);
+    EXPECT_EQ(frame->uiMagic, DIAG_PANEL_PIPE_MAGIC);
+    EXPECT_EQ(frame->usBufChkSum, 0x01 + 0x20);
+    EXPECT_EQ(frame->usHeadChkSum, 1 + 0x11 + 3 + 12 + 0x21);
+    EXPECT_TRUE(test::drainIntake());
+    EXPECT_GE(HOST_LogWait(0, markerText(marker).c_str(), 0), 0);
+
+    const test::LogCursor log;
+    EXPECT_EQ(DIAG_PANEL_TRANS_postMessage(nullptr), -1);
+    frame->ucMsgType = 2;
+    EXPECT_EQ(DIAG_PANEL_TRANS_postMessage(frame), -1);
+    frame->ucMsgType = 0;
+    frame->uiLen = 0;
+    EXPECT_EQ(DIAG_PANEL_TRANS_postMessage(frame), -1);
+    DIAG_PANEL_TRANS_Deinit();
+    frame->uiLen = 12;
+    EXPECT_EQ(DIAG_PANEL_TRANS_postMessage(frame), -1);
+    const std::vector<test::LogLine> expected = {
+        {2, "DiagPanel_translate", "NULL input param!"},
+        {2, "DiagPanel_translate", "Invalid input param: len=0xc, msgType=0x2"},
+        {2, "DiagPanel_translate", "Invalid input param: len=0, msgType=0"},
+        {6, "DiagPanel_translate", "Succeed to unlink DIAG PANEL Pipe"},
+        {2, "DiagPanel_translate", "Diagnostic Panel Trans module is not ready!"},
+    };
+    EXPECT_EQ(log.lines(), expected);
+    struct stat status = {};
+    EXPECT_NE(stat(DIAG_PANEL_PIPE_PATH, &status), 0) << "the pipe file is gone";
+}
+
+TEST_F(PipeTest, FindsFramesBehindStrayBytesAndRestartedMagics)
+{
+    const test::LogCursor log;
+    writeRaw(std::vector<u8>{0x78, 0x79, 0x7A, 0x4D, 0x3C, 0x2B} + markerFrame(0x3001));
+    ASSERT_TRUE(arrives(0x3001));
+    // 4Dh 4Dh 3Ch 2Bh 1Ah: the second "M" restarts the match.
+    const std::vector<u8> frame = markerFrame(0x3002);
+    writeRaw(std::vector<u8>{0x4D} + frame);
+    ASSERT_TRUE(arrives(0x3002));
+    // A magic split across two writes, with the reader waiting in between.
+    writeRaw({frame.begin(), frame.begin() + 2});
+    writeRaw(std::vector<u8>{frame.begin() + 2, frame.end()} + markerFrame(0x3003));
+    ASSERT_TRUE(arrives(0x3003));
+    EXPECT_TRUE(intakeLines(log).empty());
+}
+
+TEST_F(PipeTest, DropsBadFramesWithTheirLineAndReadsTheNext)
+{
+    std::vector<u8> badHeader = markerFrame(0x4001);
+    badHeader[14] ^= 0x01;
+    std::vector<u8> badBody = markerFrame(0x4002);
+    badBody[17] ^= 0x01;
+    std::vector<u8> shortBody = markerFrame(0x4003);
+    shortBody.resize(16 + 5);
+    const test::LogCursor log;
+    writeRaw(badHeader + markerFrame(0x4011));
+    ASSERT_TRUE(arrives(0x4011));
+    writeRaw(badBody + markerFrame(0x4012));
+    ASSERT_TRUE(arrives(0x4012));
+    // The short body takes the first bytes of the frame after it; the one after that arrives.
+    writeRaw(shortBody + markerFrame(0x4013) + markerFrame(0x4014));
+    ASSERT_TRUE(arrives(0x4014));
+    const auto lines = intakeLines(log);
+    ASSERT_EQ(lines.size(), 3u);
+    EXPECT_EQ(lines[0], std::make_pair(2u, std::string("Msg Header check err: 0x4e to 0x4f")));
+    EXPECT_EQ(lines[1], std::make_pair(2u, std::string("Msg Buffer check err: 0x43 to 0x42")));
+    EXPECT_EQ(lines[2].first, 2u);
+    EXPECT_EQ(lines[2].second.rfind("Msg Buffer check err: ", 0), 0u);
+    EXPECT_LT(HOST_LogWait(0, markerText(0x4001).c_str(), 0), 0) << "a bad frame is not dispatched";
+}
+
+TEST_F(PipeTest, RefusesLengthsBeyondAFrameWithoutAllocating)
+{
+    struct Row {
+        u32 length;
+        const char *line;
+    };
+    const Row rows[] = {
+        {0xFFFFFFF0, "Failed to malloc memory: len=0"},
+        {0x7FFFFFFF, "Failed to malloc memory: len=0x8000000f"},
+        {0x00100000, "Failed to malloc memory: len=0x100010"},
+        {0x00000FF1, "Failed to malloc memory: len=0x1001"},
+    };
+    u32 marker = 0x5000;
+    for (const Row &r : rows) {
+        SCOPED_TRACE(r.line);
+        const test::LogCursor log;
+        writeRaw(frameBytes(DIAG_PANEL_MSG_TYPE_SEL, std::vector<u8>(40, 0xAB), r.length) +
+                 markerFrame(++marker));
+        ASSERT_TRUE(arrives(marker));
+        EXPECT_EQ(intakeLines(log),
+                  (std::vector<std::pair<u32, std::string>>{{2u, std::string(r.line)}}));
+    }
+    // The largest body a frame may carry is still read.
+    const test::LogCursor log;
+    std::vector<u8> body(0xFF0, 0);
+    memcpy(body.data(), &++marker, 4);
+    writeRaw(frameBytes(DIAG_PANEL_MSG_TYPE_EVENT, body, 0xFF0));
+    writeRaw(markerFrame(++marker));
+    ASSERT_TRUE(arrives(marker));
+    EXPECT_EQ(intakeLines(log),
+              (std::vector<std::pair<u32, std::string>>{{2u, "Invalid input length: 0xf0"}}));
+}
+
+TEST_F(PipeTest, RetriesInterruptedReadsFiveTimes)
+{
+    struct Row {
+        const char *name;
+        int skip, failures, error;
+        bool frameLost;
+        std::vector<std::pair<u32, std::string>> lines;
+    };
+    const std::pair<u32, std::string> r5{7, "readQ failure retry count =5="},
+        r4{7, "readQ failure retry count =4="}, r3{7, "readQ failure retry count =3="},
+        r2{7, "readQ failure retry count =2="}, r1{7, "readQ failure retry count =1="};
+    // The reader waits in its first magic read; three more magic reads, then the header read.
+    const Row rows[] = {
+        {"four failures, then the header", 3, 4, EAGAIN, false, {r5, r4, r3, r2}},
+        {"five failures lose the header",
+         3,
+         5,
+         EAGAIN,
+         true,
+         {r5, r4, r3, r2, r1, {2, "Uncorrect receive length of header: 0xffffffff"}}},
+        {"interrupted body reads",
+         4,
+         5,
+         EINTR,
+         true,
+         {r5, r4, r3, r2, r1, {2, "Uncorrect receive length of buffer: 0xffffffff to 0xc"}}},
+        // The matched "M" survives the failed hunt: the frame still arrives.
+        {"other errors fail at once in the hunt",
+         0,
+         1,
+         EIO,
+         false,
+         {{7, "Err other than EINT EAGAIN"},
+          {2, "Uncorrect  length while receiving magic: 0xffffffff"},
+          {2, "Failed to find nessage magic Number!"}}},
+    };
+    u32 marker = 0x6000;
+    for (const Row &r : rows) {
+        SCOPED_TRACE(r.name);
+        ASSERT_TRUE(test::drainIntake());
+        while (!g_readScript.waiting.load()) { // the reader waits for the first byte of a frame
+            std::this_thread::yield();
+        }
+        const test::LogCursor log;
+        g_readScript.skip = r.skip;
+        g_readScript.error = r.error;
+        g_readScript.failures = r.failures;
+        const u32 scripted = ++marker;
+        writeRaw(markerFrame(scripted));
+        writeRaw(markerFrame(++marker));
+        ASSERT_TRUE(arrives(marker));
+        EXPECT_EQ(HOST_LogWait(0, markerText(scripted).c_str(), 0) >= 0, !r.frameLost);
+        EXPECT_EQ(intakeLines(log), r.lines);
+        EXPECT_EQ(g_readScript.failures.load(), 0);
+    }
+}
+
+TEST_F(PipeTest, EveryFrameOfConcurrentWritersArrivesOnce)
+{
+    constexpr u32 kWriters = 4;
+    constexpr u32 kFrames = 400;
+    const u32 first = HOST_LogCount();
+    std::vector<std::thread> writers;
+    for (u32 w = 0; w < kWriters; ++w) {
+        writers.emplace_back([w] {
+            for (u32 i = 0; i < kFrames; ++i) {
+                ASSERT_EQ(test::postEvent(0x10000 + w * kFrames + i), 0);
+            }
+        });
+    }
+    for (std::thread &t : writers) {
+        t.join();
+    }
+    ASSERT_TRUE(test::drainIntake());
+    std::multiset<std::string> seen;
+    for (u32 i = first; i < HOST_LogCount(); ++i) {
+        HOST_LOG_LINE_S line{};
+        if (HOST_LogGet(i, &line) == 0) {
+            seen.insert(line.acText);
+        }
+    }
+    for (u32 n = 0x10000; n < 0x10000 + kWriters * kFrames; ++n) {
+        ASSERT_EQ(seen.count(markerText(n)), 1u) << std::hex << n;
+    }
+}
+
+TEST_F(PipeTest, FileLockFailuresAreLoggedAndTheFrameStillGoes)
+{
+    HOST_FileLockFail(1, 1);
+    const test::LogCursor log;
+    ASSERT_EQ(test::postEvent(0x7001), 0);
+    ASSERT_TRUE(arrives(0x7001));
+    EXPECT_EQ(intakeLines(log), (std::vector<std::pair<u32, std::string>>{
+                                    {4, "Error locking Queue"}, {4, "Error unlocking Queue"}}));
+}
+
+TEST_F(PipeTest, TearDownWakesTheBlockedReaderAndStartsAgainCleanly)
+{
+    close(writer_);
+    writer_ = -1;
+    const int threads = countThreads();
+    const int files = countOpenFiles();
+    for (u32 round = 0; round < 200; ++round) {
+        DIAG_PANEL_TRANS_Deinit(); // the reader is blocked in read()
+        ASSERT_TRUE(threadsSettleAt(threads - 1)) << "round " << round;
+        ASSERT_EQ(DIAG_PANEL_TRANS_Init(0x5A), 0);
+        ASSERT_EQ(test::postEvent(0x8000 + round), 0);
+        ASSERT_TRUE(test::drainIntake());
+        ASSERT_GE(HOST_LogWait(0, markerText(0x8000 + round).c_str(), 0), 0);
+    }
+    EXPECT_TRUE(threadsSettleAt(threads));
+    EXPECT_EQ(countOpenFiles(), files);
+    writer_ = open(DIAG_PANEL_PIPE_PATH, O_WRONLY);
+}
+
+TEST_F(PipeTest, StartUpReplacesAPipeLeftBehind)
+{
+    close(writer_);
+    writer_ = -1;
+    DIAG_PANEL_TRANS_Deinit();
+    // A crash leaves the file behind; a plain file stands in for it here.
+    const int stale = open(DIAG_PANEL_PIPE_PATH, O_CREAT | O_WRONLY, 0600);
+    ASSERT_GE(stale, 0);
+    close(stale);
+    ASSERT_EQ(DIAG_PANEL_TRANS_Init(0x5A), 0);
+    struct stat status = {};
+    ASSERT_EQ(stat(DIAG_PANEL_PIPE_PATH, &status), 0);
+    EXPECT_TRUE(S_ISFIFO(status.st_mode));
+    EXPECT_TRUE(test::drainIntake());
+    writer_ = open(DIAG_PANEL_PIPE_PATH, O_WRONLY);
+}
+
+TEST_F(PipeTest, AnUnsupportedBoardStartsNoIntake)
+{
+    close(writer_);
+    writer_ = -1;
+    DIAG_PANEL_TRANS_Deinit();
+    HOST_SetBoardId(0xFFFFFFFF);
+    const test::LogCursor log;
+    EXPECT_EQ(DIAG_PANEL_TRANS_Init(0x5A), -1);
+    EXPECT_EQ(log.texts(),
+              (std::vector<std::string>{"Unsupport Id -1", "Init DiagPanel Failed !!!"}));
+    struct stat status = {};
+    EXPECT_NE(stat(DIAG_PANEL_PIPE_PATH, &status), 0) << "no pipe was made";
+    EXPECT_EQ(test::postEvent(0x9001), -1);
+    HOST_SetBoardId(0x01030103);
+    ASSERT_EQ(DIAG_PANEL_TRANS_Init(0x5A), 0);
+    writer_ = open(DIAG_PANEL_PIPE_PATH, O_WRONLY);
+}
+
+} // namespace
