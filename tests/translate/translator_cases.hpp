@@ -1,5 +1,5 @@
-// What the component translator tests share: one call of a translator with its outputs copied
-// and freed and its log lines read back, and a fixture that runs the real pipe.
+// What the component translator tests share: tables of records against the messages and log
+// lines they must give, the allocation failure of the hand-over, and a fixture on the real pipe.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/alloc_failure.hpp"
 #include "tests/support/harness.hpp"
 #include "translate/translator.hpp"
 
@@ -35,6 +36,21 @@ constexpr u8 kSevNone = 9; // matches no pair: the family's own level
 
 constexpr u8 kAssert = 0x6F; // sensor-specific event type, assertion
 constexpr u8 kDeassert = 0xEF;
+
+inline LogLine warn(const char *text)
+{
+    return {4, "DiagPanel_translate", text};
+}
+inline LogLine error(const char *text)
+{
+    return {2, "DiagPanel_translate", text};
+}
+
+// A message of a non-POST fault type, its level given as the level bits and ucFaultLevel.
+inline DIAG_PANEL_MSG_S fault(u16 type, u8 index, u32 mask, u8 levelBits, u8 faultLevel)
+{
+    return message(type, index, static_cast<u8>(levelBits << 2), mask, faultLevel);
+}
 
 struct Translation {
     int result = 0;
@@ -62,9 +78,37 @@ inline Translation translate(DIAG_PANEL_TRANS_TRANSLATOR_F translator, const Sel
     return out;
 }
 
-inline LogLine logLine(u32 level, const std::string &text)
+// One record on one board, the messages it gives (none: rejected with -1) and every log line.
+struct Case {
+    const char *name;
+    u32 board;
+    SelBytes record;
+    u8 severity;
+    std::vector<DIAG_PANEL_MSG_S> messages;
+    std::vector<LogLine> log;
+};
+
+inline void expectCases(DIAG_PANEL_TRANS_TRANSLATOR_F translator, const std::vector<Case> &cases)
 {
-    return {level, "DiagPanel_translate", text};
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        HOST_SetBoardId(c.board);
+        const Translation t = translate(translator, c.record, c.severity);
+        EXPECT_EQ(t.result, c.messages.empty() ? -1 : 0);
+        EXPECT_EQ(t.messages, c.messages);
+        EXPECT_EQ(t.log, c.log);
+    }
+}
+
+// The one allocation of the translator fails: the record is lost after exactly these lines.
+inline void expectAllocationFailure(DIAG_PANEL_TRANS_TRANSLATOR_F translator,
+                                    const SelBytes &record, const std::vector<LogLine> &log)
+{
+    const FailAllocation fail(1);
+    const Translation t = translate(translator, record, kSevLevel3);
+    EXPECT_TRUE(fail.fired());
+    EXPECT_EQ(t.result, -1);
+    EXPECT_EQ(t.log, log);
 }
 
 // The stand-in back to its defaults, its echo silenced.
@@ -78,7 +122,7 @@ class TranslatorTest : public testing::Test
     }
 };
 
-// The intake and the fault table running on a supported board; the table emptied after.
+// The intake and the fault table running (default board 0x01030103); the table emptied after.
 class PipeTest : public TranslatorTest
 {
   protected:
