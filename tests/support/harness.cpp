@@ -100,11 +100,26 @@ int postEvent(u32 type, u8 percent)
     return postFrame(DIAG_PANEL_MSG_TYPE_EVENT, body);
 }
 
+bool waitForLine(u32 from, const std::string &text)
+{
+    for (;;) {
+        const int found = HOST_LogWait(from, text.c_str(), 10000);
+        if (found < 0) {
+            return false;
+        }
+        HOST_LOG_LINE_S line{};
+        if (HOST_LogGet(static_cast<u32>(found), &line) == 0 && text == line.acText) {
+            return true;
+        }
+        from = static_cast<u32>(found) + 1; // a longer line that merely contains the text
+    }
+}
+
 bool drainIntake()
 {
     // An event type the dispatch refuses is logged with its number and changes nothing: it makes
     // a marker that the intake reaches only after everything posted before it.
-    static std::atomic<u32> next{0x1000};
+    static std::atomic<u32> next{0xD7A10000};
     const u32 marker = next++;
     const u32 from = HOST_LogCount();
     if (postEvent(marker) != 0) {
@@ -112,7 +127,7 @@ bool drainIntake()
     }
     char text[64];
     snprintf(text, sizeof text, "Unknown event type: %#x", marker);
-    return HOST_LogWait(from, text, 10000) >= 0;
+    return waitForLine(from, text);
 }
 
 std::vector<Entry> tableSnapshot()

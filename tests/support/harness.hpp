@@ -26,6 +26,7 @@ class LogCursor
 {
   public:
     LogCursor() : from_(HOST_LogCount()) {}
+    explicit LogCursor(u32 from) : from_(from) {}
     std::vector<LogLine> lines() const;
     std::vector<std::string> texts() const; // the texts alone
     bool contains(const std::string &text) const;
@@ -66,6 +67,9 @@ SelBytes sel(u8 sensorType, u8 sensorNumber, u8 eventDirType, u8 data1, u8 data2
 int postSel(const SelBytes &record, u8 severity);
 int postEvent(u32 type, u8 percent = 0);
 int postFrame(u8 msgType, const std::vector<u8> &body, u8 severity = 0);
+
+// Waits until exactly this line has been logged at or after line `from`; false on timeout.
+bool waitForLine(u32 from, const std::string &text);
 
 // Waits until the intake thread has taken every frame posted before; false on timeout.
 bool drainIntake();
