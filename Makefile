@@ -35,7 +35,7 @@ test-%: build-%
 test: $(addprefix test-,$(PRESETS))
 
 demo: build-host
-	@echo "make demo arrives with the intake; meanwhile 'make test' shows the library at work."
+	build/host/tools/diagpanel-demo
 
 format:
 	git ls-files '*.cpp' '*.hpp' '*.h' | xargs clang-format -i
