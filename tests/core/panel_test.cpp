@@ -1,7 +1,6 @@
 // Panel commands and start-up, seen from the SGPIO driver: every code bit for bit, every log line.
 #include <gtest/gtest.h>
 
-#include <dirent.h>
 #include <random>
 
 #include "tests/support/harness.hpp"
@@ -50,18 +49,6 @@ u32 referenceCode(u8 levelInfo, u8 index, u16 type, bool oneHot)
     code |= bit(levelInfo, 0) << 30;
     code |= bit(levelInfo, 1) << 31;
     return code;
-}
-
-int threadCount()
-{
-    int count = 0;
-    if (DIR *tasks = opendir("/proc/self/task")) {
-        while (const dirent *entry = readdir(tasks)) {
-            count += entry->d_name[0] != '.';
-        }
-        closedir(tasks);
-    }
-    return count;
 }
 
 class PanelTest : public testing::Test
@@ -214,7 +201,7 @@ TEST_F(PanelTest, VersionReadFollowsTheBoardGroups)
 
 TEST_F(PanelTest, StartUpRefusedByThePanelStartsNothing)
 {
-    const int threads = threadCount();
+    const int threads = test::threadCount();
     HOST_PanelRefuse(1, 1);
     test::LogCursor log;
     test::PanelCursor panel;
@@ -230,7 +217,7 @@ TEST_F(PanelTest, StartUpRefusedByThePanelStartsNothing)
               coreLines(2, {"Failed to enable diagnostic panel driver!",
                             "Failed to read diagnostic panel version while initing!"}));
     EXPECT_EQ(panel.codes(), std::vector<u32>{0x00004000});
-    EXPECT_EQ(threadCount(), threads);
+    EXPECT_EQ(test::threadCount(), threads);
     EXPECT_EQ(test::postEvent(DIAG_PANEL_EVENT_POST_START), -1) << "no intake was started";
 }
 

@@ -1,6 +1,7 @@
 #include "tests/support/harness.hpp"
 
 #include <atomic>
+#include <dirent.h>
 #include <cstring>
 
 namespace test {
@@ -143,6 +144,30 @@ std::vector<Entry> tableSnapshot()
     }
     pthread_mutex_unlock(&g_HashMutex);
     return out;
+}
+
+namespace {
+int countEntries(const char *directory)
+{
+    int count = 0;
+    if (DIR *dir = opendir(directory)) {
+        while (const dirent *entry = readdir(dir)) {
+            count += entry->d_name[0] != '.';
+        }
+        closedir(dir);
+    }
+    return count;
+}
+} // namespace
+
+int threadCount()
+{
+    return countEntries("/proc/self/task");
+}
+
+int openFileCount()
+{
+    return countEntries("/proc/self/fd") - 1; // less the one listing them
 }
 
 DIAG_PANEL_MSG_S message(u16 type, u8 index, u8 levelInfo, u32 mask, u8 faultLevel)

@@ -82,6 +82,10 @@ struct Entry {
 };
 std::vector<Entry> tableSnapshot();
 
+// Threads and open descriptors of this process, from /proc.
+int threadCount();
+int openFileCount();
+
 // A message of the given fields, all else zero.
 DIAG_PANEL_MSG_S message(u16 type, u8 index, u8 levelInfo, u32 mask, u8 faultLevel = 0);
 

@@ -6,7 +6,6 @@
 #include <atomic>
 #include <cerrno>
 #include <cstring>
-#include <dirent.h>
 #include <fcntl.h>
 #include <set>
 #include <sys/stat.h>
@@ -103,37 +102,13 @@ std::vector<u8> operator+(std::vector<u8> a, const std::vector<u8> &b)
     return a;
 }
 
-int countOpenFiles()
-{
-    int count = 0;
-    if (DIR *fds = opendir("/proc/self/fd")) {
-        while (const dirent *entry = readdir(fds)) {
-            count += entry->d_name[0] != '.';
-        }
-        closedir(fds);
-    }
-    return count;
-}
-
-int countThreads()
-{
-    int count = 0;
-    if (DIR *tasks = opendir("/proc/self/task")) {
-        while (const dirent *entry = readdir(tasks)) {
-            count += entry->d_name[0] != '.';
-        }
-        closedir(tasks);
-    }
-    return count;
-}
-
 // A joined thread may linger a moment in /proc (under qemu-user it does): wait for the count.
 bool threadsSettleAt(int expected)
 {
-    for (int i = 0; i < 2000 && countThreads() != expected; ++i) {
+    for (int i = 0; i < 2000 && test::threadCount() != expected; ++i) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
-    return countThreads() == expected;
+    return test::threadCount() == expected;
 }
 
 class PipeTest : public testing::Test
@@ -407,8 +382,8 @@ TEST_F(PipeTest, TearDownWakesTheBlockedReaderAndStartsAgainCleanly)
 {
     close(writer_);
     writer_ = -1;
-    const int threads = countThreads();
-    const int files = countOpenFiles();
+    const int threads = test::threadCount();
+    const int files = test::openFileCount();
     for (u32 round = 0; round < 200; ++round) {
         DIAG_PANEL_TRANS_Deinit(); // the reader is blocked in read()
         ASSERT_TRUE(threadsSettleAt(threads - 1)) << "round " << round;
@@ -418,7 +393,7 @@ TEST_F(PipeTest, TearDownWakesTheBlockedReaderAndStartsAgainCleanly)
         ASSERT_TRUE(arrives(0x8000 + round));
     }
     EXPECT_TRUE(threadsSettleAt(threads));
-    EXPECT_EQ(countOpenFiles(), files);
+    EXPECT_EQ(test::openFileCount(), files);
     writer_ = open(DIAG_PANEL_PIPE_PATH, O_WRONLY);
 }
 
