@@ -19,6 +19,10 @@ install(FILES
   ${CMAKE_CURRENT_BINARY_DIR}/DiagnosticPanelConfigVersion.cmake
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/DiagnosticPanel)
 
+# Relocatable: the prefix is found from the .pc file's own place, so `cmake --install --prefix`
+# and staging into a firmware image both work.
+file(RELATIVE_PATH DIAGPANEL_PC_TO_PREFIX /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+string(REGEX REPLACE "/$" "" DIAGPANEL_PC_TO_PREFIX "${DIAGPANEL_PC_TO_PREFIX}")
 configure_file(cmake/libDiagnosticPanel.pc.in ${CMAKE_CURRENT_BINARY_DIR}/libDiagnosticPanel.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/libDiagnosticPanel.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
