@@ -21,8 +21,8 @@ constexpr u32 kSensorNameFlag = 1;
 
 u8 diag::mapSelLevel(u32 uiSelLevel)
 {
-    for (u8 pair = 0; pair < kSelLevelPairs; ++pair) {
-        if (uiSelLevel == g_astDiagPanelSelLevel[2 * pair]) {
+    for (size_t pair = 0; pair < kSelLevelPairs; ++pair) {
+        if (uiSelLevel == g_astDiagPanelSelLevel[2 * pair]) { // pairs of (severity code, level)
             return g_astDiagPanelSelLevel[2 * pair + 1];
         }
     }

@@ -60,6 +60,12 @@ template <typename T> void store(T &field, T value)
     __atomic_store_n(&field, value, __ATOMIC_RELEASE);
 }
 
+// strerror() may share its buffer between threads; writers post from any thread.
+const char *errorText(int error, char (&buffer)[64])
+{
+    return strerror_r(error, buffer, sizeof buffer);
+}
+
 bool running()
 {
     return load(g_intake.ucRunning) != 0;
@@ -262,8 +268,9 @@ DIAG_PANEL_API int DIAG_PANEL_TRANS_Init(u32 uiHalHandle)
     }
     if (mkfifo(DIAG_PANEL_PIPE_PATH, kPipeMode) != 0) {
         const int error = errno;
+        char text[64];
         DIAG_LOG(kLogError, "Error creating named pipe %s: errno=%#x, %s\n", DIAG_PANEL_PIPE_PATH,
-                 error, strerror(error));
+                 error, errorText(error, text));
         return failStartUp(true);
     }
     const int fd = open(DIAG_PANEL_PIPE_PATH, O_RDWR | O_CLOEXEC);
@@ -356,8 +363,9 @@ DIAG_PANEL_API int DIAG_PANEL_TRANS_postMessage(DIAG_PANEL_PIPE_MSG_S *pstMsg)
         }
     }
     if (written < 0 || static_cast<size_t>(written) != frameLen) {
+        char text[64];
         DIAG_LOG(kLogError, "DiagPanel_Trans pipe post error: errno=%#x: %s\n", error,
-                 strerror(error));
+                 errorText(error, text));
         return -1;
     }
     return 0;
