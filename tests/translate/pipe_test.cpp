@@ -165,7 +165,7 @@ class PipeTest : public testing::Test
 
 TEST_F(PipeTest, PostingFillsTheFrameAndRefusesBadArguments)
 {
-    alignas(4) u8 buffer[16 + 12] = {};
+    u32 buffer[(16 + 12) / 4] = {};
     auto *frame = reinterpret_cast<DIAG_PANEL_PIPE_MSG_S *>(buffer);
     frame->ucMsgType = DIAG_PANEL_MSG_TYPE_EVENT;
     frame->aucRsvd[0] = 0x11;
