@@ -5,10 +5,10 @@
 
 PRESETS := host host-asan host-tsan armhf
 PACKAGES := cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev googletest \
-            g++-arm-linux-gnueabihf qemu-user abigail-tools
+            g++-arm-linux-gnueabihf qemu-user abigail-tools valgrind
 
 # build-<preset> and test-<preset> are pattern rules, which make does not apply to .PHONY targets.
-.PHONY: all deps test demo clean format tidy
+.PHONY: all deps test demo bench clean format tidy
 
 all: build-host
 
@@ -36,6 +36,17 @@ test: $(addprefix test-,$(PRESETS))
 
 demo: build-host
 	build/host/tools/diagpanel-demo
+
+# What the library costs, printed as a table (kept in BENCHMARKS.md): host programs in build/bench,
+# the target's library and heap figure in build/bench-armhf. A few minutes.
+BENCH_CONFIG := -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DDIAGPANEL_TESTS=OFF \
+                -DDIAGPANEL_TOOLS=OFF -DDIAGPANEL_BENCH=ON
+bench: deps
+	cmake -S . -B build/bench $(BENCH_CONFIG) >/dev/null
+	cmake --build build/bench
+	cmake -S . -B build/bench-armhf --toolchain cmake/armhf.cmake $(BENCH_CONFIG) >/dev/null
+	cmake --build build/bench-armhf
+	bench/run.sh build/bench build/bench-armhf
 
 format:
 	git ls-files '*.cpp' '*.hpp' '*.h' | xargs clang-format -i

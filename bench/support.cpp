@@ -1,0 +1,169 @@
+#include "bench/support.hpp"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <dirent.h>
+#include <fstream>
+#include <sstream>
+#include <sys/resource.h>
+
+#include "host_platform/diagpanel_host.h"
+#include "tools/common/private_var.hpp"
+
+namespace bench {
+
+SelBytes sel(u8 sensorType, u8 sensorNumber, u8 eventDirType, u8 data1, u8 data2, u8 data3)
+{
+    SelBytes record{};
+    record[0] = 0x01; // record ID
+    record[2] = 0x02; // system event record
+    record[7] = 0x20; // generator: BMC
+    record[9] = 0x04; // event message revision
+    record[10] = sensorType;
+    record[11] = sensorNumber;
+    record[12] = eventDirType;
+    record[13] = data1;
+    record[14] = data2;
+    record[15] = data3;
+    return record;
+}
+
+namespace {
+
+void namePsu()
+{
+    HOST_SensorSetName(0x30, "PSU_2_Status");
+}
+
+} // namespace
+
+const Family &memoryFamily()
+{
+    static const Family family{"memory", sel(0x0C, 0x60, 0x6F, 0xA1, 0x00, 0x60), 4, nullptr};
+    return family;
+}
+
+const Family &psuFamily()
+{
+    static const Family family{"psu", sel(0x08, 0x30, 0x6F, 0x01, 0xFF, 0xFF), 4, namePsu};
+    return family;
+}
+
+const std::vector<Family> &families()
+{
+    static const std::vector<Family> all{memoryFamily(), psuFamily()};
+    return all;
+}
+
+const Family *findFamily(const std::string &name)
+{
+    for (const Family &family : families()) {
+        if (name == family.name) {
+            return &family;
+        }
+    }
+    return nullptr;
+}
+
+SelFrame selFrame(const Family &family)
+{
+    SelFrame frame{};
+    frame.msg()->ucMsgType = DIAG_PANEL_MSG_TYPE_SEL;
+    frame.msg()->ucSelLevel = family.severity;
+    frame.msg()->uiLen = DIAG_PANEL_SEL_LEN;
+    memcpy(frame.msg()->aucBuf, family.record.data(), family.record.size());
+    return frame;
+}
+
+void isolate(const char *program)
+{
+    if (!tools::usePrivateVar()) {
+        fprintf(stderr, "%s: needs root for a private /var (mount namespace)\n", program);
+        exit(1);
+    }
+    HOST_LogEcho(0);
+    HOST_SetBoardId(kBoard);
+}
+
+void startIntake()
+{
+    if (DIAG_PANEL_TRANS_Init(kHalHandle) != 0 || DIAG_PANEL_InitHashTable() != 0) {
+        fprintf(stderr, "the intake or the fault table did not start\n");
+        exit(1);
+    }
+}
+
+void drainIntake()
+{
+    static u32 marker = 0xBE000000;
+    ++marker;
+    u32 words[(sizeof(DIAG_PANEL_PIPE_MSG_S) + DIAG_PANEL_EVENT_LEN) / sizeof(u32)] = {};
+    auto *frame = reinterpret_cast<DIAG_PANEL_PIPE_MSG_S *>(words);
+    frame->ucMsgType = DIAG_PANEL_MSG_TYPE_EVENT;
+    frame->uiLen = DIAG_PANEL_EVENT_LEN;
+    memcpy(frame->aucBuf, &marker, sizeof marker);
+    char text[48];
+    snprintf(text, sizeof text, "Unknown event type: %#x", marker);
+    const u32 from = HOST_LogCount();
+    if (DIAG_PANEL_TRANS_postMessage(frame) != 0 || HOST_LogWait(from, text, 60000) < 0) {
+        fprintf(stderr, "the intake did not take the marker %#x\n", marker);
+        exit(1);
+    }
+}
+
+double now()
+{
+    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
+
+std::vector<ThreadUse> threadUse()
+{
+    std::vector<ThreadUse> out;
+    DIR *dir = opendir("/proc/self/task");
+    if (dir == nullptr) {
+        return out;
+    }
+    while (const dirent *entry = readdir(dir)) {
+        if (entry->d_name[0] == '.') {
+            continue;
+        }
+        const std::string task = std::string("/proc/self/task/") + entry->d_name;
+        ThreadUse use{atoi(entry->d_name), "", 0, 0};
+        std::ifstream(task + "/comm") >> use.name;
+        std::ifstream(task + "/schedstat") >> use.cpuNs;
+        std::ifstream status(task + "/status");
+        for (std::string line; std::getline(status, line);) {
+            if (line.find("ctxt_switches:") != std::string::npos) {
+                use.switches += std::stoull(line.substr(line.find(':') + 1));
+            }
+        }
+        out.push_back(use);
+    }
+    closedir(dir);
+    std::sort(out.begin(), out.end(),
+              [](const ThreadUse &a, const ThreadUse &b) { return a.tid < b.tid; });
+    return out;
+}
+
+unsigned long long processCpuNs()
+{
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    const auto ns = [](const timeval &t) {
+        return static_cast<unsigned long long>(t.tv_sec) * 1000000000ull +
+               static_cast<unsigned long long>(t.tv_usec) * 1000ull;
+    };
+    return ns(usage.ru_utime) + ns(usage.ru_stime);
+}
+
+Spread spread(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    return {values[values.size() / 2], values.front(), values.back()};
+}
+
+} // namespace bench
