@@ -1,11 +1,11 @@
 # The two commands that do everything on a fresh Debian 12 machine:
-#   make demo   build the library and run the demo
+#   make demo   build the library and replay a sample boot and faults through it
 #   make test   build and run every test: host, AddressSanitizer, ThreadSanitizer, armhf under qemu
 # Both install the missing Debian packages first when run as root.
 
 PRESETS := host host-asan host-tsan armhf
 PACKAGES := cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev googletest \
-            g++-arm-linux-gnueabihf qemu-user abigail-tools valgrind
+            g++-arm-linux-gnueabihf qemu-user abigail-tools libcli11-dev nlohmann-json3-dev valgrind
 
 # build-<preset> and test-<preset> are pattern rules, which make does not apply to .PHONY targets.
 .PHONY: all deps test demo bench clean format tidy
@@ -35,7 +35,9 @@ test-%: build-%
 test: $(addprefix test-,$(PRESETS))
 
 demo: build-host
-	build/host/tools/diagpanel-demo
+	build/host/tools/diagpanel replay --board 0x01030103 --svg build/host/demo.svg \
+	  --sdr tools/diagpanel/samples/sdr-elist.txt tools/diagpanel/samples/boot-and-faults.scn
+	@echo "drawn into build/host/demo.svg"
 
 # What the library costs, printed as a table (kept in BENCHMARKS.md): host programs in build/bench,
 # the target's library and heap figure in build/bench-armhf. A few minutes.

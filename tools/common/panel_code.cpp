@@ -11,8 +11,36 @@ constexpr std::array<const char *, 12> kTypeNames = {
     "processor", "memory",      "disk", "PCIe slot",   "RAID",          "power supply",
     "fan",       "board logic", "POST", "temperature", "power capping", "board logic (ext)",
 };
-constexpr uint32_t kTypeBits = 0x03FFC000u; // bits 14-25: one-hot fault types 0..11
-constexpr uint32_t kNothing = 0x00004000u;
+constexpr uint32_t kOneHotBits = 0x03FFC000u;  // bits 14-25: one-hot fault types 0..11
+constexpr uint32_t kNumericBits = 0x3FFFC000u; // bits 14-29: the type as a number
+constexpr uint32_t kNothing = 0x00004000u;     // the empty head, one-hot
+
+// "%02X" of a component index, and the words of a level.
+std::string hex2(unsigned index)
+{
+    char text[8];
+    snprintf(text, sizeof text, "%02X", index & 0xFFu);
+    return text;
+}
+
+// The words of a decoded code whose type, index and level are set.
+std::string words(const DecodedCode &d)
+{
+    if (d.faultType == 8) {
+        if (d.level == 1 && d.index == 0x99) {
+            return "POST end";
+        }
+        if (d.level == 1) {
+            return "POST progress " + hex2(d.index) + "%";
+        }
+        if (d.level == 2) {
+            return "POST error, code " + hex2(d.index) + "h";
+        }
+        return "POST fault " + hex2(d.index) + ", level " + std::to_string(d.level);
+    }
+    return componentWords(d.faultType, d.index) + ", level " + std::to_string(d.level);
+}
+
 } // namespace
 
 const char *faultTypeName(unsigned type)
@@ -20,40 +48,33 @@ const char *faultTypeName(unsigned type)
     return type < kTypeNames.size() ? kTypeNames[type] : "unknown";
 }
 
-DecodedCode decodePanelCode(uint32_t code)
+std::string componentWords(unsigned type, unsigned index)
+{
+    return std::string(faultTypeName(type)) + " " + hex2(index);
+}
+
+DecodedCode decodePanelCode(uint32_t code, Encoding encoding)
 {
     DecodedCode d;
-    const uint32_t typeBits = code & kTypeBits;
-    char words[96];
-    if (std::popcount(typeBits) != 1 || (code & 0x3C000000u) != 0) {
-        snprintf(words, sizeof words, "not a one-hot panel code");
-        d.words = words;
-        return d;
+    if (encoding == Encoding::OneHot) {
+        const uint32_t typeBits = code & kOneHotBits;
+        if (std::popcount(typeBits) != 1 || (code & 0x3C000000u) != 0) {
+            d.words = "not a one-hot panel code";
+            return d;
+        }
+        d.faultType = static_cast<unsigned>(std::countr_zero(typeBits)) - 14;
+    } else {
+        d.faultType = (code & kNumericBits) >> 14;
+        if (d.faultType >= kTypeNames.size()) {
+            d.words = "unknown fault type " + std::to_string(d.faultType);
+            return d;
+        }
     }
     d.valid = true;
-    d.faultType = static_cast<unsigned>(std::countr_zero(typeBits)) - 14;
     d.index = (code >> 3) & 0xFFu;
-    if (code == kNothing) {
-        d.words = "nothing to show";
-        return d;
-    }
-    if (d.faultType == 8) {
-        d.level = code >> 30;
-        if (d.level == 1 && d.index == 0x99) {
-            snprintf(words, sizeof words, "POST end");
-        } else if (d.level == 1) {
-            snprintf(words, sizeof words, "POST progress %02X%%", d.index);
-        } else if (d.level == 2) {
-            snprintf(words, sizeof words, "POST error, code %02Xh", d.index);
-        } else {
-            snprintf(words, sizeof words, "POST fault %02X, level %u", d.index, d.level);
-        }
-    } else {
-        d.level = (code >> 11) & 0x7u;
-        snprintf(words, sizeof words, "%s %02X, level %u", faultTypeName(d.faultType), d.index,
-                 d.level);
-    }
-    d.words = words;
+    d.level = d.faultType == 8 ? code >> 30 : (code >> 11) & 0x7u;
+    const bool empty = encoding == Encoding::OneHot ? code == kNothing : code == 0;
+    d.words = empty ? "nothing to show" : words(d);
     return d;
 }
 

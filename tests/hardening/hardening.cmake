@@ -1,0 +1,11 @@
+# Hardening: a storm of producers. Unit builds of the library's objects, so that the intake's
+# hand-overs can be counted.
+
+# Every frame the reader hands to the dispatch, every message that reaches the fault table and
+# every display event is counted on its way through.
+diagpanel_unit_test(storm_test hardening/storm_test.cpp)
+target_link_options(storm_test PRIVATE
+  -Wl,--wrap=_ZN4diag13dispatchFrameEP21DIAG_PANEL_PIPE_MSG_S
+  -Wl,--wrap=DIAG_PANEL_ProcessNewMsg
+  -Wl,--wrap=DIAG_PANEL_EventRecv)
+set_tests_properties(storm_test PROPERTIES TIMEOUT 600)

@@ -1,0 +1,413 @@
+// A storm: producers post SEL records of every family and display events as fast as they can,
+// while the display thread steps and another thread empties buckets and prints the table.
+//
+// Every frame carries its producer and sequence number in bytes the library does not read (the
+// SEL record's timestamp, the event's reserved bytes), and is counted where the reader hands it to
+// the dispatch: each must arrive once, in its producer's order. Every message that reaches the
+// fault table and every display event is counted too, against what each record yields alone.
+//
+// DIAGPANEL_STORM_FRAMES sets the frames per producer (make stress runs 100,000).
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdint>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <string>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+#include "host_platform/virtual_clock.hpp"
+#include "platform/platform.h"
+#include "tests/support/harness.hpp"
+
+// The hand-overs, wrapped at link time (hardening.cmake).
+extern "C" {
+void __real__ZN4diag13dispatchFrameEP21DIAG_PANEL_PIPE_MSG_S(DIAG_PANEL_PIPE_MSG_S *frame);
+void __wrap__ZN4diag13dispatchFrameEP21DIAG_PANEL_PIPE_MSG_S(DIAG_PANEL_PIPE_MSG_S *frame);
+int __real_DIAG_PANEL_ProcessNewMsg(DIAG_PANEL_MSG_S *msg);
+int __wrap_DIAG_PANEL_ProcessNewMsg(DIAG_PANEL_MSG_S *msg);
+int __real_DIAG_PANEL_EventRecv(DIAG_PANEL_DISP_EVENT_S *event);
+int __wrap_DIAG_PANEL_EventRecv(DIAG_PANEL_DISP_EVENT_S *event);
+}
+
+namespace {
+
+using u64 = std::uint64_t;
+
+constexpr u32 kProducers = 4;
+constexpr u32 kBoard = 0x01030103;
+constexpr u8 kTag = 0xA0; // high nibble of a frame's tag byte; the low nibble is its producer
+
+// Where a frame's tag and its 24-bit sequence number sit: bytes the library never reads.
+constexpr size_t kSelSeq = 3;   // SEL timestamp bytes 3..5, tag in byte 6
+constexpr size_t kEventSeq = 5; // event reserved bytes 5..7, tag in byte 8
+
+struct Tally {
+    std::atomic<u64> messages[DIAG_PANEL_FAULT_TYPE_NUM];
+    std::atomic<u64> events[4];
+    std::atomic<u64> frames;
+    std::atomic<u64> misordered;
+    // Per producer: arrivals of each sequence number, and the last one seen.
+    std::vector<std::atomic<u8>> seen[kProducers + 1];
+    std::atomic<long> last[kProducers + 1];
+};
+Tally g_tally;
+
+void resetTally(u32 framesPerProducer)
+{
+    for (auto &m : g_tally.messages) {
+        m = 0;
+    }
+    for (auto &e : g_tally.events) {
+        e = 0;
+    }
+    g_tally.frames = 0;
+    g_tally.misordered = 0;
+    for (u32 p = 0; p <= kProducers; ++p) {
+        g_tally.seen[p] = std::vector<std::atomic<u8>>(framesPerProducer);
+        g_tally.last[p] = -1;
+    }
+}
+
+} // namespace
+
+extern "C" void
+__wrap__ZN4diag13dispatchFrameEP21DIAG_PANEL_PIPE_MSG_S(DIAG_PANEL_PIPE_MSG_S *frame)
+{
+    const bool sel = frame->ucMsgType == DIAG_PANEL_MSG_TYPE_SEL;
+    const u8 *seq = frame->aucBuf + (sel ? kSelSeq : kEventSeq);
+    const u8 tag = seq[3];
+    if ((tag & 0xF0) == kTag && (tag & 0x0F) <= kProducers) {
+        const u32 p = tag & 0x0Fu;
+        const long n = seq[0] | seq[1] << 8 | seq[2] << 16;
+        ++g_tally.frames;
+        if (static_cast<size_t>(n) < g_tally.seen[p].size()) {
+            ++g_tally.seen[p][static_cast<size_t>(n)];
+        }
+        if (g_tally.last[p].exchange(n) >= n) {
+            ++g_tally.misordered;
+        }
+    }
+    __real__ZN4diag13dispatchFrameEP21DIAG_PANEL_PIPE_MSG_S(frame);
+}
+
+extern "C" int __wrap_DIAG_PANEL_ProcessNewMsg(DIAG_PANEL_MSG_S *msg)
+{
+    if (msg != nullptr && msg->usFaultType < DIAG_PANEL_FAULT_TYPE_NUM) {
+        ++g_tally.messages[msg->usFaultType];
+    }
+    return __real_DIAG_PANEL_ProcessNewMsg(msg);
+}
+
+extern "C" int __wrap_DIAG_PANEL_EventRecv(DIAG_PANEL_DISP_EVENT_S *event)
+{
+    if (event != nullptr && event->uiEventType < 4) {
+        ++g_tally.events[event->uiEventType];
+    }
+    return __real_DIAG_PANEL_EventRecv(event);
+}
+
+namespace {
+
+using test::sel;
+
+// One kind of frame the producers post: a SEL record with its severity, or a display event.
+struct Kind {
+    const char *name;
+    bool isSel;
+    test::SelBytes record;
+    u8 severity;
+    u32 eventType;
+    u8 percent;
+    // What one frame of this kind yields alone: messages per fault type, events per type.
+    std::array<u64, DIAG_PANEL_FAULT_TYPE_NUM> messages{};
+    std::array<u64, 4> events{};
+};
+
+Kind selKind(const char *name, const test::SelBytes &record, u8 severity = 4)
+{
+    return {name, true, record, severity, 0, 0};
+}
+Kind eventKind(const char *name, u32 type, u8 percent = 0)
+{
+    return {name, false, {}, 0, type, percent};
+}
+
+// Every family routed by the dispatch, both directions for some, and every display event. The
+// stand-in is set up by configurePlatform() so that each SEL record reaches the fault table.
+std::vector<Kind> kinds()
+{
+    return {
+        selKind("memory", sel(0x0C, 0x30, 0x6F, 0xA2, 0, 0)),
+        selKind("memory clear", sel(0x0C, 0x30, 0xEF, 0xA2, 0, 0)),
+        selKind("firmware progress", sel(0x0F, 0x01, 0x6F, 0xAD, 0x03)),
+        selKind("raid", sel(0x17, 0x50, 0x6F, 0xA1, 7)),
+        selKind("raid, severity type", sel(0x17, 0x50, 0x07, 0x82, 3)),
+        selKind("disk", sel(0x0D, 0x42, 0x6F, 0x01)),
+        selKind("board logic, two bits", sel(0x15, 0x60, 0x6F, 0xA0, 0x68, 0x05)),
+        selKind("board logic clear", sel(0x15, 0x60, 0xEF, 0xA0, 0x68, 0x05), 3),
+        selKind("post watchdog", sel(0x23, 0x03, 0x6F, 0xC0, 0x01)),
+        selKind("temperature", sel(0x01, 0x31, 0x01, 0x09)),
+        selKind("temperature clear", sel(0x01, 0x31, 0x81, 0x09)),
+        selKind("power supply", sel(0x08, 0x41, 0x6F, 0x06)),
+        selKind("processor", sel(0x07, 0x51, 0x6F, 0x0B)),
+        selKind("power capping", sel(0x0A, 0x99, 0xF2, 0x08)),
+        selKind("fan", sel(0x04, 0x61, 0x0A, 0x08), 0),
+        selKind("fan, sensor-specific", sel(0x04, 0x61, 0x6F, 0x00)),
+        selKind("pcie raid slot", sel(0x13, 0x70, 0x6F, 0x85, 3)),
+        selKind("pcie slot", sel(0x21, 0x71, 0x6F, 0x88, 2)),
+        eventKind("post start", DIAG_PANEL_EVENT_POST_START),
+        eventKind("post progress", DIAG_PANEL_EVENT_POST_PROGRESS, 45),
+        eventKind("post end", DIAG_PANEL_EVENT_POST_END),
+        eventKind("post stop", DIAG_PANEL_EVENT_POST_STOP),
+    };
+}
+
+void configurePlatform()
+{
+    HOST_SetBoardId(kBoard);
+    HOST_SensorSetName(0x31, "19-P/S 2 Zone");
+    HOST_SensorSetName(0x41, "PSU_2_Status");
+    HOST_SensorSetName(0x51, "CPU_1_Status");
+    HOST_SensorSetName(0x61, "Fan_1_Status");
+    HOST_FanSetError(0, 1);
+    g_astGetALLHDDSensor[0x42][0] = 0x07; // the drive sensor's disk instance
+    HOST_DiskSetLocation(0x07, 1, 5, 0);
+    const u8 codes[] = {0x19, 0xA1, 0xB2};
+    HOST_PostSetCodes(codes, sizeof codes);
+    g_uiPcieRaidSlotNum = 3;
+}
+
+int post(const Kind &kind, u32 producer, u32 seq)
+{
+    const u8 tag = static_cast<u8>(kTag | producer);
+    if (kind.isSel) {
+        test::SelBytes record = kind.record;
+        record[kSelSeq] = static_cast<u8>(seq);
+        record[kSelSeq + 1] = static_cast<u8>(seq >> 8);
+        record[kSelSeq + 2] = static_cast<u8>(seq >> 16);
+        record[kSelSeq + 3] = tag;
+        return test::postSel(record, kind.severity);
+    }
+    std::vector<u8> body(DIAG_PANEL_EVENT_LEN, 0);
+    memcpy(body.data(), &kind.eventType, sizeof kind.eventType);
+    body[4] = kind.percent;
+    body[kEventSeq] = static_cast<u8>(seq);
+    body[kEventSeq + 1] = static_cast<u8>(seq >> 8);
+    body[kEventSeq + 2] = static_cast<u8>(seq >> 16);
+    body[kEventSeq + 3] = tag;
+    return test::postFrame(DIAG_PANEL_MSG_TYPE_EVENT, body);
+}
+
+u32 framesPerProducer()
+{
+    const char *env = getenv("DIAGPANEL_STORM_FRAMES");
+    return env != nullptr ? static_cast<u32>(strtoul(env, nullptr, 10)) : 2500;
+}
+
+// The kind of producer p's frame n: every kind, mixed differently per producer.
+size_t kindOf(u32 p, u32 n, size_t kindCount)
+{
+    return (n * 7 + p * 5 + n / kindCount) % kindCount;
+}
+
+class StormTest : public testing::Test
+{
+  protected:
+    static void SetUpTestSuite()
+    {
+        HOST_Reset();
+        HOST_LogEcho(0);
+        configurePlatform();
+        ASSERT_EQ(DIAG_PANEL_init(0x5A), 0);
+        ASSERT_EQ(vclock::waitParked(), 4u);
+    }
+
+    // What each kind yields alone, posted as producer 0 into a quiet intake.
+    static void calibrate(std::vector<Kind> &all)
+    {
+        resetTally(1);
+        for (Kind &kind : all) {
+            SCOPED_TRACE(kind.name);
+            std::array<u64, DIAG_PANEL_FAULT_TYPE_NUM> before{};
+            for (size_t t = 0; t < before.size(); ++t) {
+                before[t] = g_tally.messages[t];
+            }
+            std::array<u64, 4> eventsBefore{};
+            for (size_t t = 0; t < 4; ++t) {
+                eventsBefore[t] = g_tally.events[t];
+            }
+            ASSERT_EQ(post(kind, 0, 0), 0);
+            ASSERT_TRUE(test::drainIntake());
+            u64 total = 0;
+            for (size_t t = 0; t < before.size(); ++t) {
+                kind.messages[t] = g_tally.messages[t] - before[t];
+                total += kind.messages[t];
+            }
+            for (size_t t = 0; t < 4; ++t) {
+                kind.events[t] = g_tally.events[t] - eventsBefore[t];
+                total += kind.events[t];
+            }
+            EXPECT_GE(total, 1u) << "every kind reaches the fault table or the display";
+            g_tally.last[0] = -1;
+        }
+    }
+};
+
+// Table prints go to a file while the storm lasts; each one ends with its total line.
+class StdoutToFile
+{
+  public:
+    StdoutToFile() : saved_(dup(STDOUT_FILENO)), file_(tmpfile())
+    {
+        fflush(stdout);
+        dup2(fileno(file_), STDOUT_FILENO);
+    }
+    ~StdoutToFile()
+    {
+        restore();
+        fclose(file_);
+    }
+    void restore()
+    {
+        if (saved_ >= 0) {
+            fflush(stdout);
+            dup2(saved_, STDOUT_FILENO);
+            close(saved_);
+            saved_ = -1;
+        }
+    }
+    // Lines of the file that begin with `prefix`.
+    u64 countLines(const char *prefix) const
+    {
+        rewind(file_);
+        char line[256];
+        u64 count = 0;
+        while (fgets(line, sizeof line, file_) != nullptr) {
+            count += strncmp(line, prefix, strlen(prefix)) == 0;
+        }
+        return count;
+    }
+
+  private:
+    int saved_;
+    FILE *file_;
+};
+
+TEST_F(StormTest, EveryFrameOfEveryProducerArrivesOnceAndIsCounted)
+{
+    std::vector<Kind> all = kinds();
+    calibrate(all);
+    ASSERT_FALSE(HasFailure());
+
+    const u32 frames = framesPerProducer();
+    resetTally(frames);
+    std::atomic<bool> producing{true};
+    std::atomic<u64> refused{0};
+    std::atomic<u64> prints{0};
+    std::atomic<u64> steps{0};
+    StdoutToFile printed;
+
+    // The display thread steps in virtual time as fast as it can.
+    std::thread display([&] {
+        while (producing) {
+            if (vclock::step(std::chrono::seconds(30)) == 0) {
+                ADD_FAILURE() << "the display thread stopped stepping";
+                return;
+            }
+            ++steps;
+        }
+    });
+    // Another thread empties buckets and prints the table.
+    std::thread emptier([&] {
+        for (u32 round = 0; producing; ++round) {
+            if (round % 16 == 15) {
+                DIAG_PANEL_LockFreeAllHashList();
+            } else {
+                DIAG_PANEL_LockFreeHashList(round % DIAG_PANEL_FAULT_TYPE_NUM);
+            }
+            if (round % 4 == 0) {
+                DIAG_PANEL_PrintMsgInHash();
+                ++prints;
+            }
+            std::this_thread::yield();
+        }
+    });
+    const auto start = std::chrono::steady_clock::now();
+    std::vector<std::thread> producers;
+    for (u32 p = 1; p <= kProducers; ++p) {
+        producers.emplace_back([&, p] {
+            for (u32 n = 0; n < frames; ++n) {
+                if (post(all[kindOf(p, n, all.size())], p, n) != 0) {
+                    ++refused;
+                }
+            }
+        });
+    }
+    for (std::thread &t : producers) {
+        t.join();
+    }
+    ASSERT_TRUE(test::drainIntake());
+    const double seconds =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    producing = false;
+    emptier.join();
+    display.join();
+    printed.restore();
+
+    EXPECT_EQ(refused.load(), 0u);
+    EXPECT_EQ(g_tally.frames.load(), u64{kProducers} * frames);
+    EXPECT_EQ(g_tally.misordered.load(), 0u);
+    u64 lost = 0;
+    u64 doubled = 0;
+    for (u32 p = 1; p <= kProducers; ++p) {
+        for (const auto &count : g_tally.seen[p]) {
+            lost += count == 0;
+            doubled += count > 1;
+        }
+    }
+    EXPECT_EQ(lost, 0u);
+    EXPECT_EQ(doubled, 0u);
+
+    // What reached the table and the display is what every posted frame yields.
+    std::array<u64, DIAG_PANEL_FAULT_TYPE_NUM> messages{};
+    std::array<u64, 4> events{};
+    for (u32 p = 1; p <= kProducers; ++p) {
+        for (u32 n = 0; n < frames; ++n) {
+            const Kind &kind = all[kindOf(p, n, all.size())];
+            for (size_t t = 0; t < messages.size(); ++t) {
+                messages[t] += kind.messages[t];
+            }
+            for (size_t t = 0; t < events.size(); ++t) {
+                events[t] += kind.events[t];
+            }
+        }
+    }
+    u64 messageTotal = 0;
+    for (size_t t = 0; t < messages.size(); ++t) {
+        EXPECT_EQ(g_tally.messages[t].load(), messages[t]) << "fault type " << t;
+        messageTotal += messages[t];
+    }
+    for (size_t t = 0; t < events.size(); ++t) {
+        EXPECT_EQ(g_tally.events[t].load(), events[t]) << "event type " << t;
+    }
+    EXPECT_EQ(printed.countLines("Total cnt: "), prints.load()) << "every print completed";
+    printf("storm: %u producers x %u frames in %.1f s (%.0f frames/s): %llu arrived, %llu lost, "
+           "%llu twice, %llu out of order; %llu messages to the table, %llu display events; "
+           "%llu display steps, %llu table prints\n",
+           kProducers, frames, seconds, kProducers * frames / seconds,
+           static_cast<unsigned long long>(g_tally.frames.load()),
+           static_cast<unsigned long long>(lost), static_cast<unsigned long long>(doubled),
+           static_cast<unsigned long long>(g_tally.misordered.load()),
+           static_cast<unsigned long long>(messageTotal),
+           static_cast<unsigned long long>(events[0] + events[1] + events[2] + events[3]),
+           static_cast<unsigned long long>(steps.load()),
+           static_cast<unsigned long long>(prints.load()));
+}
+
+} // namespace

@@ -1,0 +1,47 @@
+# diagpanel: SEL captures and scenarios replayed through the real library in virtual time.
+# Included by tools/ and, in builds without the tools (cross, sanitizers), by the tool's tests.
+if(TARGET diagpanel)
+  return()
+endif()
+
+# CLI11 and nlohmann-json are header-only. A cross build takes those two header trees from the
+# host alone, never the host's whole /usr/include.
+add_library(diagpanel_toolheaders INTERFACE)
+if(CMAKE_CROSSCOMPILING)
+  set(headers ${CMAKE_BINARY_DIR}/tool-headers)
+  foreach(tree CLI nlohmann)
+    if(NOT EXISTS /usr/include/${tree})
+      message(FATAL_ERROR "diagpanel needs /usr/include/${tree}: install libcli11-dev and nlohmann-json3-dev")
+    endif()
+    file(MAKE_DIRECTORY ${headers})
+    file(CREATE_LINK /usr/include/${tree} ${headers}/${tree} SYMBOLIC)
+  endforeach()
+  target_include_directories(diagpanel_toolheaders SYSTEM INTERFACE ${headers})
+else()
+  find_package(CLI11 REQUIRED)
+  find_package(nlohmann_json 3 REQUIRED)
+  target_link_libraries(diagpanel_toolheaders INTERFACE CLI11::CLI11 nlohmann_json::nlohmann_json)
+endif()
+
+set(dir ${PROJECT_SOURCE_DIR}/tools)
+if(NOT TARGET diagpanel_toolcommon)
+  add_library(diagpanel_toolcommon STATIC ${dir}/common/panel_code.cpp ${dir}/common/private_var.cpp)
+  target_include_directories(diagpanel_toolcommon PUBLIC ${PROJECT_SOURCE_DIR})
+  target_compile_options(diagpanel_toolcommon PRIVATE ${DIAGPANEL_WARNINGS})
+endif()
+
+# Everything but the command line, for the tool and its tests.
+add_library(diagpanel_replay STATIC
+  ${dir}/diagpanel/inputs.cpp ${dir}/diagpanel/sdr.cpp
+  ${dir}/diagpanel/replay.cpp ${dir}/diagpanel/timeline.cpp)
+target_link_libraries(diagpanel_replay PUBLIC
+  DiagnosticPanel diagpanel_host diagpanel_vclock diagpanel_toolcommon diagpanel_toolheaders)
+target_compile_options(diagpanel_replay PRIVATE ${DIAGPANEL_WARNINGS})
+
+# The board listing reads the library's own board tables, compiled from the same source.
+add_executable(diagpanel ${dir}/diagpanel/main.cpp ${PROJECT_SOURCE_DIR}/translate/board_tables.cpp)
+target_include_directories(diagpanel PRIVATE ${PROJECT_SOURCE_DIR}/include)
+target_link_libraries(diagpanel PRIVATE diagpanel_replay)
+# CLI11's own code, inlined here, trips the null-dereference analysis.
+target_compile_options(diagpanel PRIVATE ${DIAGPANEL_WARNINGS} -Wno-null-dereference)
+set_target_properties(diagpanel PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tools)

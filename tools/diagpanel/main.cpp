@@ -1,0 +1,273 @@
+// diagpanel: what the diagnostic panel shows, and when, for a SEL captured from a real server or
+// a scenario, replayed through the real library and the stand-in platform in virtual time.
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+
+#include "tools/common/panel_code.hpp"
+#include "tools/diagpanel/replay.hpp"
+#include "tools/diagpanel/sdr.hpp"
+#include "translate/boards.hpp"
+
+namespace {
+
+using namespace diagpanel;
+
+constexpr int kInputErrors = 1;
+constexpr int kUsage = 2;
+
+std::string hex32(u32 value)
+{
+    char text[12];
+    snprintf(text, sizeof text, "0x%08x", value);
+    return text;
+}
+
+// The number of names a board has for a fault type, or 0.
+unsigned names(const diag::BoardRow &board, u32 faultType)
+{
+    for (u32 row = 0; row < board.uiTableNum; ++row) {
+        if (board.pstTables[row].uiFaultType == faultType) {
+            return board.pstTables[row].uiNameNum;
+        }
+    }
+    return 0;
+}
+
+int boards()
+{
+    printf("board        processor  power supply   fan  temperature   (sensor names)\n");
+    for (const diag::BoardRow &b : diag::boardTable()) {
+        printf("%s  %9u  %12u  %4u  %11u\n", hex32(b.uiBoardId).c_str(),
+               names(b, DIAG_PANEL_FAULT_CPU), names(b, DIAG_PANEL_FAULT_PSU),
+               names(b, DIAG_PANEL_FAULT_FAN), names(b, DIAG_PANEL_FAULT_TEMP));
+    }
+    return 0;
+}
+
+// A board as 0x01030103, 01030103h or 01030103; nullopt when not a supported one.
+std::optional<u32> board(const std::string &text)
+{
+    const bool bareHex =
+        text.size() == 8 && text.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos;
+    // A bare decimal number is not how board identifiers are written.
+    const unsigned long id = bareHex ? parseNumber("0x" + text).value_or(0)
+                             : text.find_first_of("xXhH") != std::string::npos
+                                 ? parseNumber(text).value_or(0)
+                                 : 0;
+    const auto rows = diag::boardTable();
+    const auto found = std::find_if(rows.begin(), rows.end(),
+                                    [&](const diag::BoardRow &b) { return b.uiBoardId == id; });
+    return found != rows.end() ? std::optional<u32>(found->uiBoardId) : std::nullopt;
+}
+
+int decode(const std::vector<std::string> &codes, const std::string &encoding)
+{
+    int status = 0;
+    for (const std::string &text : codes) {
+        std::optional<unsigned long> code = parseNumber(text);
+        if (text.find_first_of("xXhH") == std::string::npos) {
+            code = parseNumber("0x" + text); // panel codes are written in hex
+        }
+        if (!code || *code > 0xFFFFFFFFul) {
+            fprintf(stderr, "diagpanel: '%s' is not a 32-bit panel code\n", text.c_str());
+            status = kInputErrors;
+            continue;
+        }
+        bool shown = false;
+        for (const auto &[name, e] : {std::pair{"one-hot", tools::Encoding::OneHot},
+                                      std::pair{"numeric", tools::Encoding::Numeric}}) {
+            const tools::DecodedCode d = tools::decodePanelCode(static_cast<u32>(*code), e);
+            if (encoding == name || (encoding == "auto" && d.valid)) {
+                printf("%-10s  %-7s  %s", shown ? "" : hex32(static_cast<u32>(*code)).c_str(), name,
+                       d.words.c_str());
+                if (d.valid) {
+                    printf("  (fault type %u, index %02X, level %u)", d.faultType, d.index,
+                           d.level);
+                }
+                printf("\n");
+                shown = true;
+            }
+        }
+        if (!shown) {
+            printf("%s  neither a one-hot nor a numeric panel code\n",
+                   hex32(static_cast<u32>(*code)).c_str());
+            status = kInputErrors;
+        }
+    }
+    return status;
+}
+
+struct ReplayArgs {
+    std::string board;
+    std::string sdr;
+    std::optional<unsigned> level;
+    std::string format = "auto";
+    bool json = false;
+    std::string svg;
+    bool strict = false;
+    bool inputs = false;
+    std::vector<std::string> files;
+};
+
+void report(const std::vector<Problem> &problems, bool strict)
+{
+    for (const Problem &p : problems) {
+        fprintf(stderr, "diagpanel: %s: %s (%s)\n", p.source.where().c_str(), p.why.c_str(),
+                strict ? "stopped" : "skipped");
+    }
+}
+
+int replay(const ReplayArgs &args)
+{
+    ReplayOptions options;
+    if (const std::optional<u32> id = board(args.board)) {
+        options.board = *id;
+    } else {
+        fprintf(stderr, "diagpanel: %s is not a supported board; the supported boards are:\n",
+                args.board.c_str());
+        for (const diag::BoardRow &b : diag::boardTable()) {
+            fprintf(stderr, "  %s\n", hex32(b.uiBoardId).c_str());
+        }
+        return kUsage;
+    }
+    std::size_t problems = 0;
+    std::string heading = "diagpanel replay: board " + hex32(options.board);
+    if (!args.sdr.empty()) {
+        SensorNames sdr = readSdr(args.sdr, args.strict);
+        report(sdr.problems, args.strict);
+        problems += sdr.problems.size();
+        options.names = std::move(sdr.names);
+        heading += ", sensor names from " + args.sdr + " (" + sdr.form + ", " +
+                   std::to_string(options.names.size()) + ")";
+        if (args.strict && problems > 0) {
+            return kInputErrors;
+        }
+    }
+    options.severity = args.level ? std::optional<u8>(static_cast<u8>(*args.level)) : std::nullopt;
+    options.listInputs = args.inputs;
+
+    std::vector<Capture> captures;
+    std::size_t total = 0;
+    for (const std::string &file : args.files) {
+        Capture &c = captures.emplace_back(
+            readCapture(file, formatByName(args.format).value_or(Format::Auto), args.strict));
+        report(c.problems, args.strict);
+        problems += c.problems.size();
+        const auto inputs = static_cast<std::size_t>(
+            std::count_if(c.items.begin(), c.items.end(),
+                          [](const Item &i) { return i.kind != Item::Kind::Wait; }));
+        total += inputs;
+        heading +=
+            "\n  " + file + ": " + formatName(c.format) + ", " + std::to_string(inputs) + " inputs";
+        for (const std::string &note : c.notes) {
+            heading += "\n    note: " + note;
+        }
+        if (args.strict && !c.problems.empty()) {
+            break; // the inputs before the first problem are still replayed
+        }
+    }
+    options.total = isatty(STDERR_FILENO) != 0 && total > 500 ? total : 0;
+
+    std::vector<std::unique_ptr<Sink>> sinks;
+    sinks.push_back(args.json ? jsonSink(stdout) : textSink(stdout));
+    if (!args.svg.empty()) {
+        sinks.push_back(svgSink(args.svg));
+    }
+    std::vector<Sink *> targets;
+    for (const auto &s : sinks) {
+        targets.push_back(s.get());
+        s->begin(heading);
+    }
+    Replay run(options, targets);
+    std::string why;
+    if (!run.start(why)) {
+        fprintf(stderr, "diagpanel: %s\n", why.c_str());
+        return kInputErrors;
+    }
+    for (const Capture &c : captures) {
+        run.beginFile();
+        for (const Item &item : c.items) {
+            run.play(item);
+        }
+    }
+    run.finish(problems);
+    fflush(stdout);
+    return problems > 0 ? kInputErrors : 0;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    CLI::App app{"What the diagnostic panel shows, and when: SEL captures and scenarios replayed "
+                 "through the real libDiagnosticPanel in virtual time."};
+    app.require_subcommand(1);
+
+    ReplayArgs args;
+    CLI::App *replayCmd = app.add_subcommand(
+        "replay", "Replay inputs, in order, through the library on one board and print the "
+                  "timeline of the panel.\nExit: 0, 1 when an input could not be read (it is "
+                  "reported and skipped), 2 for a usage error.");
+    replayCmd->add_option("--board", args.board, "product board identifier, such as 0x01030103")
+        ->required();
+    replayCmd
+        ->add_option("--sdr", args.sdr,
+                     "sensor names: `ipmitool sdr elist` text, `ipmitool sdr dump` binary, "
+                     "or number,name lines")
+        ->check(CLI::ExistingFile);
+    replayCmd
+        ->add_option("--level", args.level,
+                     "severity code of every SEL record (default: none, so each "
+                     "translator's own level applies)")
+        ->check(CLI::Range(0, 255));
+    replayCmd
+        ->add_option("--format", args.format,
+                     "input format, detected from the content by default:\n"
+                     "  binary    16 bytes a record (ipmitool sel writeraw)\n"
+                     "  hex       16 hex bytes a line, or an 18-byte Get SEL Entry reply\n"
+                     "  ipmi-sel  ipmi-sel --hex-dump lines\n"
+                     "  events    7-byte event lines (ipmitool sel add / event file)\n"
+                     "  scenario  post start|progress N|end|stop|code XX.., sel <16 bytes> "
+                     "[level N],\n            wait 12s|5m|2h, diag-mode on|off, sensor N NAME, "
+                     "fan N error|ok, # comment")
+        ->check(CLI::IsMember({"auto", "binary", "hex", "ipmi-sel", "events", "scenario"}));
+    replayCmd->add_flag("--json", args.json, "write the timeline as JSON Lines");
+    replayCmd->add_option("--svg", args.svg, "also draw the timeline into this SVG file");
+    replayCmd->add_flag("--strict", args.strict, "stop at the first input that cannot be read");
+    replayCmd->add_flag("--inputs", args.inputs, "a timeline line for every input record");
+    replayCmd->add_option("INPUT", args.files, "SEL captures and scenarios, replayed in order")
+        ->required()
+        ->check(CLI::ExistingFile);
+
+    std::vector<std::string> codes;
+    std::string encoding = "auto";
+    CLI::App *decodeCmd = app.add_subcommand(
+        "decode", "Decode panel codes into words: fault type, component index, level; POST "
+                  "progress, error and end.");
+    decodeCmd->add_option("CODE", codes, "32-bit panel codes in hex, such as 0x00009d98")
+        ->required();
+    decodeCmd
+        ->add_option("--encoding", encoding,
+                     "one-hot (what the display writes), numeric (DIAG_PANEL_CORE_commonIfc_ex), "
+                     "or auto: every reading that fits")
+        ->check(CLI::IsMember({"auto", "one-hot", "numeric"}));
+
+    app.add_subcommand("boards", "List the supported product boards and their sensor-name tables.");
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &e) {
+        return app.exit(e) == 0 ? 0 : kUsage;
+    }
+    if (replayCmd->parsed()) {
+        return replay(args);
+    }
+    if (decodeCmd->parsed()) {
+        return decode(codes, encoding);
+    }
+    return boards();
+}

@@ -1,0 +1,495 @@
+#include "tools/diagpanel/replay.hpp"
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <mutex>
+#include <unistd.h>
+#include <utility>
+
+#include <diagpanel/diagpanel.h>
+#include <platform/platform.h>
+
+#include "host_platform/diagpanel_host.h"
+#include "host_platform/virtual_clock.hpp"
+#include "tools/common/private_var.hpp"
+
+namespace diagpanel {
+
+namespace {
+
+constexpr u32 kHalHandle = 0x5A;
+constexpr u32 kPreInit = 0x20000000u; // SEL timestamps below count from the controller's start
+constexpr unsigned kStepSeconds = 4;
+constexpr std::size_t kMaxPeriod = 512;  // display steps in the longest cycle looked for
+constexpr std::size_t kSettleSteps = 8;  // after an input, before a cycle may be skipped
+constexpr std::size_t kTailSteps = 4096; // at the end, the longest wait for a steady cycle
+constexpr u32 kWaitMs = 10000;
+
+// The library's log lines at warning level or above, as they come.
+struct LogLines {
+    std::mutex mutex;
+    std::vector<HOST_LOG_LINE_S> lines;
+};
+LogLines &logLines()
+{
+    static LogLines &instance = *new LogLines; // library threads may log while the tool exits
+    return instance;
+}
+void keepWarning(const HOST_LOG_LINE_S *line, void *)
+{
+    if (line->uiLevel <= 4) {
+        LogLines &log = logLines();
+        std::lock_guard lock(log.mutex);
+        log.lines.push_back(*line);
+    }
+}
+std::vector<HOST_LOG_LINE_S> takeWarnings()
+{
+    LogLines &log = logLines();
+    std::lock_guard lock(log.mutex);
+    return std::exchange(log.lines, {});
+}
+
+std::string markerText(u32 marker)
+{
+    char text[48];
+    snprintf(text, sizeof text, "Unknown event type: %#x", marker);
+    return text;
+}
+
+int post(u8 type, const u8 *body, u32 length, u8 severity)
+{
+    alignas(4) u8 buffer[sizeof(DIAG_PANEL_PIPE_MSG_S) + DIAG_PANEL_SEL_LEN] = {};
+    auto *frame = reinterpret_cast<DIAG_PANEL_PIPE_MSG_S *>(buffer);
+    frame->ucMsgType = type;
+    frame->ucSelLevel = severity;
+    frame->uiLen = length;
+    memcpy(frame->aucBuf, body, length);
+    return DIAG_PANEL_TRANS_postMessage(frame);
+}
+
+int postEvent(u32 type, u8 percent)
+{
+    u8 body[DIAG_PANEL_EVENT_LEN] = {};
+    memcpy(body, &type, sizeof type);
+    body[4] = percent;
+    return post(DIAG_PANEL_MSG_TYPE_EVENT, body, sizeof body, 0);
+}
+
+std::vector<DIAG_PANEL_MSG_S> snapshot()
+{
+    std::vector<DIAG_PANEL_MSG_S> out;
+    pthread_mutex_lock(&g_HashMutex);
+    for (u32 b = 0; g_stHashHandle.ppstList != nullptr && b < g_stHashHandle.uiListNum; ++b) {
+        for (const DIAG_PANEL_NODE_S *n = g_stHashHandle.ppstList[b]; n != nullptr;
+             n = n->pstNext) {
+            out.push_back(n->stMsg);
+        }
+    }
+    pthread_mutex_unlock(&g_HashMutex);
+    return out;
+}
+
+bool sameEntry(const DIAG_PANEL_MSG_S &a, const DIAG_PANEL_MSG_S &b)
+{
+    return a.usFaultType == b.usFaultType && a.ucIndex == b.ucIndex;
+}
+
+} // namespace
+
+uint64_t TimeMap::place(const Item &item)
+{
+    uint64_t at = now_;
+    switch (item.timing) {
+    case Timing::SelTimestamp: {
+        const u32 stamp = item.sel[3] | item.sel[4] << 8 | item.sel[5] << 16 |
+                          static_cast<u32>(item.sel[6]) << 24;
+        if (stamp < kPreInit) {
+            at = fileStart_ + stamp;
+        } else if (!firstReal_) {
+            firstReal_ = stamp;
+            realBase_ = now_;
+        } else if (stamp >= *firstReal_) {
+            at = realBase_ + (stamp - *firstReal_);
+        }
+        break;
+    }
+    case Timing::AfterPrevious:
+        break;
+    case Timing::Offset:
+        at = fileStart_ + item.offset;
+        break;
+    case Timing::OneStepLater:
+        at = now_ + kStepSeconds;
+        break;
+    }
+    now_ = std::max(now_, at);
+    return now_;
+}
+
+std::optional<int64_t> TimeMap::selClock(uint64_t time) const
+{
+    if (!firstReal_) {
+        return std::nullopt;
+    }
+    return static_cast<int64_t>(*firstReal_) + static_cast<int64_t>(time) -
+           static_cast<int64_t>(realBase_);
+}
+
+std::optional<Period> periodicTail(const std::vector<Step> &steps, std::size_t from,
+                                   std::size_t times)
+{
+    const std::size_t n = steps.size();
+    std::optional<Period> best;
+    for (std::size_t p = 1; p <= kMaxPeriod && from + p * times <= n; ++p) {
+        std::size_t start = n - p;
+        while (start > from && steps[start - 1] == steps[start - 1 + p]) {
+            --start;
+        }
+        if (n - start >= p * times && (!best || start < best->start)) {
+            best = Period{start, p};
+        }
+    }
+    return best;
+}
+
+Replay::Replay(ReplayOptions options, std::vector<Sink *> sinks)
+    : options_(std::move(options)), sinks_(std::move(sinks))
+{
+}
+
+bool Replay::start(std::string &why)
+{
+    const bool privateVar = tools::usePrivateVar();
+    HOST_LogEcho(0);
+    HOST_SetBoardId(options_.board);
+    for (const auto &[number, name] : options_.names) {
+        HOST_SensorSetName(number, name.c_str());
+    }
+    // A fan fault in a capture was confirmed by the fan control when it was logged.
+    for (unsigned fan = 0; fan < 256; ++fan) {
+        HOST_FanSetError(static_cast<u8>(fan), 1);
+    }
+    HOST_LogHook(keepWarning, nullptr);
+    if (DIAG_PANEL_init(kHalHandle) != 0 || vclock::waitParked() == 0) {
+        why = "the library did not start";
+        return false;
+    }
+    parked_ = vclock::waitParked();
+    if (postEvent(0xD1A60000u, 0) != 0) {
+        why = privateVar ? "the library's intake did not start"
+                         : "cannot create " DIAG_PANEL_PIPE_PATH
+                           " (no private /var: run as root, or allow user namespaces)";
+        return false;
+    }
+    takeWarnings();
+    const u32 codes = HOST_PanelCount();
+    pending_.push_back(
+        {0, codes > 0 ? std::optional<u32>(HOST_PanelCode(codes - 1)) : std::nullopt, parked_});
+    return drain();
+}
+
+uint64_t Replay::now() const
+{
+    return vclock::now() + skipped_;
+}
+
+bool Replay::drain()
+{
+    // An event type the intake refuses, logged with its number: once its line is there,
+    // everything posted before it has been taken.
+    static std::atomic<u32> next{0xD1A60001u};
+    const u32 marker = next++;
+    const std::string text = markerText(marker);
+    u32 from = HOST_LogCount();
+    if (postEvent(marker, 0) != 0) {
+        return false;
+    }
+    for (;;) {
+        const int found = HOST_LogWait(from, text.c_str(), kWaitMs);
+        HOST_LOG_LINE_S line{};
+        if (found < 0 || HOST_LogGet(static_cast<u32>(found), &line) != 0) {
+            return false;
+        }
+        if (text == line.acText) {
+            return true;
+        }
+        from = static_cast<u32>(found) + 1;
+    }
+}
+
+void Replay::play(const Item &item)
+{
+    const uint64_t at = times_.place(item);
+    runUntil(at);
+    if (item.kind == Item::Kind::Wait) {
+        return;
+    }
+    if (skippedCycles_ > 0) {
+        flushPanel(); // a skipped stretch ends with the input that follows it
+    }
+    current_ = at;
+    apply(item);
+    ++played_;
+    progress();
+}
+
+void Replay::apply(const Item &item)
+{
+    int result = 0;
+    switch (item.kind) {
+    case Item::Kind::Sel:
+        result = post(DIAG_PANEL_MSG_TYPE_SEL, item.sel.data(), DIAG_PANEL_SEL_LEN,
+                      item.severity.value_or(options_.severity.value_or(0)));
+        break;
+    case Item::Kind::Event:
+        result = postEvent(item.eventType, item.percent);
+        break;
+    case Item::Kind::DiagMode:
+        __atomic_store_n(&g_diag_mode_flag, item.on ? 1u : 0u, __ATOMIC_RELAXED);
+        break;
+    case Item::Kind::SensorName:
+        HOST_SensorSetName(item.number, item.name.c_str());
+        break;
+    case Item::Kind::FanError:
+        HOST_FanSetError(static_cast<u8>(item.number - 1), item.on ? 1 : 0);
+        break;
+    case Item::Kind::PostCodes:
+        HOST_PostSetCodes(item.codes.data(), static_cast<int>(item.codes.size()));
+        break;
+    case Item::Kind::Wait:
+        break;
+    }
+    if (item.kind != Item::Kind::Sel || options_.listInputs) {
+        Event input;
+        input.kind = Event::Kind::Input;
+        input.text = item.describe();
+        emit(input, &item);
+    }
+    if (result != 0) {
+        Event failed;
+        failed.kind = Event::Kind::Warning;
+        failed.level = 2;
+        failed.text = "could not post the record (DIAG_PANEL_TRANS_postMessage failed)";
+        emit(failed, &item);
+    }
+    if (!drain()) {
+        Event stuck;
+        stuck.kind = Event::Kind::Warning;
+        stuck.level = 2;
+        stuck.text = "the library's intake did not take the record within 10 s";
+        emit(stuck, &item);
+    }
+    afterInput(&item);
+    settledFrom_ = pending_.size();
+}
+
+// The table's changes and the library's warnings since the last look, as timeline events.
+void Replay::afterInput(const Item *item)
+{
+    for (const HOST_LOG_LINE_S &line : takeWarnings()) {
+        if (strncmp(line.acText, "Unknown event type: 0xd1a6", 26) == 0) {
+            continue; // our markers
+        }
+        Event warning;
+        warning.kind = Event::Kind::Warning;
+        warning.level = line.uiLevel;
+        warning.text = line.acText;
+        emit(warning, item);
+    }
+    std::vector<DIAG_PANEL_MSG_S> table = snapshot();
+    for (const DIAG_PANEL_MSG_S &old : table_) {
+        if (std::none_of(table.begin(), table.end(),
+                         [&](const DIAG_PANEL_MSG_S &m) { return sameEntry(m, old); })) {
+            Event removed;
+            removed.kind = Event::Kind::Fault;
+            removed.change = '-';
+            removed.msg = old;
+            emit(removed, item);
+        }
+    }
+    for (const DIAG_PANEL_MSG_S &entry : table) {
+        const auto was = std::find_if(table_.begin(), table_.end(), [&](const DIAG_PANEL_MSG_S &m) {
+            return sameEntry(m, entry);
+        });
+        if (was != table_.end() && memcmp(&*was, &entry, sizeof entry) == 0) {
+            continue;
+        }
+        Event changed;
+        changed.kind = Event::Kind::Fault;
+        changed.change = was == table_.end() ? '+' : '~';
+        changed.msg = entry;
+        changed.was = was == table_.end() ? DIAG_PANEL_MSG_S{} : *was;
+        emit(changed, item);
+    }
+    table_ = std::move(table);
+}
+
+void Replay::emit(Event event, const Item *item)
+{
+    if (event.kind != Event::Kind::Panel && event.kind != Event::Kind::Repeat) {
+        flushPanel();
+        event.time = current_;
+    }
+    event.sel = times_.selClock(event.time);
+    if (item != nullptr) {
+        event.source = item->source.where();
+        event.record = item->describe();
+        if (event.kind != Event::Kind::Input && announced_ != played_ + 1) {
+            Event input = event; // what caused the lines that follow
+            input.kind = Event::Kind::Input;
+            input.text = event.record;
+            for (Sink *sink : sinks_) {
+                sink->event(input);
+            }
+        }
+        announced_ = played_ + 1;
+    }
+    for (Sink *sink : sinks_) {
+        sink->event(event);
+    }
+}
+
+void Replay::runUntil(uint64_t time)
+{
+    // Records at a step's time are posted before that step.
+    while (now() + parked_ < time) {
+        if (pending_.size() >= settledFrom_ + kSettleSteps && (pending_.size() % 64) == 0) {
+            trySkip(time);
+        }
+        if (now() + parked_ < time) {
+            step();
+        }
+    }
+}
+
+void Replay::step()
+{
+    const u32 before = HOST_PanelCount();
+    const unsigned next = vclock::step();
+    const uint64_t at = now();
+    current_ = at;
+    const u32 after = HOST_PanelCount();
+    pending_.push_back(
+        {at, after > before ? std::optional<u32>(HOST_PanelCode(after - 1)) : std::nullopt,
+         next != 0 ? next : kStepSeconds});
+    parked_ = next != 0 ? next : kStepSeconds;
+    if (next == 0) {
+        Event stuck;
+        stuck.kind = Event::Kind::Warning;
+        stuck.level = 2;
+        stuck.text = "the display thread did not come back to its sleep within 10 s";
+        emit(stuck, nullptr);
+    }
+    afterInput(nullptr); // the display thread's own warnings
+}
+
+// Nothing changes while the display repeats a steady cycle: whole cycles up to the next input
+// are skipped, not stepped, so that a capture spanning months replays in a second.
+void Replay::trySkip(uint64_t until)
+{
+    const std::optional<Period> period = periodicTail(pending_, settledFrom_, 3);
+    if (!period) {
+        return;
+    }
+    uint64_t seconds = 0;
+    for (std::size_t i = 0; i < period->length; ++i) {
+        seconds += pending_[pending_.size() - 1 - i].seconds;
+    }
+    const uint64_t gap = until - (now() + parked_);
+    const uint64_t cycles = gap / seconds;
+    if (cycles >= 2) {
+        skipped_ += (cycles - 1) * seconds;
+        skippedCycles_ += cycles - 1;
+    }
+}
+
+void Replay::flushPanel()
+{
+    if (pending_.empty()) {
+        return;
+    }
+    const std::optional<Period> period = periodicTail(pending_, 0, 2);
+    const std::size_t cycleStart = period ? period->start : pending_.size();
+    const std::size_t cycleEnd = period ? period->start + period->length : pending_.size();
+    for (std::size_t i = 0; i < cycleEnd; ++i) {
+        const Step &s = pending_[i];
+        if (s.code && (s.code != shown_ || i == cycleStart)) {
+            Event panel;
+            panel.time = s.time;
+            panel.code = *s.code;
+            emit(panel, nullptr);
+            shown_ = s.code;
+        }
+    }
+    if (period) {
+        Event repeat;
+        repeat.kind = Event::Kind::Repeat;
+        repeat.time = pending_[cycleEnd].time;
+        repeat.until = pending_.back().time + pending_.back().seconds;
+        repeat.times = (pending_.size() - period->start) / period->length + skippedCycles_;
+        for (std::size_t i = period->start; i < cycleEnd; ++i) {
+            repeat.period += pending_[i].seconds;
+            repeat.cycle.push_back(pending_[i].code.value_or(0));
+        }
+        emit(repeat, nullptr);
+        for (auto s = pending_.rbegin(); s != pending_.rend(); ++s) {
+            if (s->code) {
+                shown_ = s->code;
+                break;
+            }
+        }
+    }
+    pending_.clear();
+    settledFrom_ = 0;
+    skippedCycles_ = 0;
+}
+
+void Replay::finish(std::size_t problems)
+{
+    // Run on until the display settles into a cycle, as a firmware would leave it.
+    std::optional<Period> period;
+    for (std::size_t n = 0; n < kTailSteps; ++n) {
+        step();
+        if (pending_.size() >= settledFrom_ + kSettleSteps &&
+            (period = periodicTail(pending_, settledFrom_, 3))) {
+            break;
+        }
+    }
+    Summary summary;
+    if (period) {
+        for (std::size_t i = period->start; i < period->start + period->length; ++i) {
+            summary.cycle.push_back(pending_[i].code.value_or(0));
+            summary.period += pending_[i].seconds;
+        }
+    }
+    flushPanel();
+    progress(true);
+    summary.time = now() + parked_;
+    summary.sel = times_.selClock(summary.time);
+    summary.faults = snapshot();
+    summary.records = played_;
+    summary.problems = problems;
+    for (Sink *sink : sinks_) {
+        sink->end(summary);
+    }
+    HOST_LogHook(nullptr, nullptr);
+}
+
+void Replay::progress(bool last)
+{
+    if (options_.total == 0) {
+        return;
+    }
+    const auto t = std::chrono::steady_clock::now();
+    if (last) {
+        fputs("\r\033[K", stderr);
+    } else if (t - lastProgress_ > std::chrono::milliseconds(100)) {
+        lastProgress_ = t;
+        fprintf(stderr, "\r\033[K%zu/%zu inputs, virtual time %s", played_, options_.total,
+                clock(now()).c_str());
+    }
+}
+
+} // namespace diagpanel

@@ -1,0 +1,95 @@
+// The replay: the real library and the stand-in platform in this process, every input posted
+// through the library's pipe in order, and the display thread stepped in virtual time.
+#pragma once
+
+#include <chrono>
+#include <map>
+#include <optional>
+#include <vector>
+
+#include "tools/diagpanel/inputs.hpp"
+#include "tools/diagpanel/timeline.hpp"
+
+namespace diagpanel {
+
+struct ReplayOptions {
+    u32 board = 0;
+    std::optional<u8> severity;      // for every SEL record that sets none itself
+    std::map<u8, std::string> names; // sensor names
+    bool listInputs = false;         // a timeline line for every input, not only for effects
+    std::size_t total = 0;           // inputs to come, for the progress line; 0: none
+};
+
+// Maps each input onto the virtual clock: SEL timestamps as they pass (pre-init ones counted
+// from the start of their file, FFFFFFFFh right after the previous record), scenario offsets
+// from the start of their file; time never runs backwards.
+class TimeMap
+{
+  public:
+    void beginFile() { fileStart_ = now_; }
+    uint64_t place(const Item &item);
+    std::optional<int64_t> selClock(uint64_t time) const;
+
+  private:
+    uint64_t now_ = 0;
+    uint64_t fileStart_ = 0;
+    std::optional<u32> firstReal_; // the first timestamp of the SEL clock, and its virtual time
+    uint64_t realBase_ = 0;
+};
+
+struct Step {
+    uint64_t time;
+    std::optional<u32> code; // none: nothing written (diagnostic mode, a failed step)
+    unsigned seconds;        // until the next step
+    bool operator==(const Step &o) const { return code == o.code && seconds == o.seconds; }
+};
+
+// The longest tail of steps that repeats with a period of P steps at least `times` times:
+// {first step of the tail, P}, looking at steps from `from` on.
+struct Period {
+    std::size_t start;
+    std::size_t length;
+};
+std::optional<Period> periodicTail(const std::vector<Step> &steps, std::size_t from,
+                                   std::size_t times);
+
+class Replay
+{
+  public:
+    Replay(ReplayOptions options, std::vector<Sink *> sinks);
+    // Starts the library; false (with why) when it cannot run.
+    bool start(std::string &why);
+    void beginFile() { times_.beginFile(); }
+    void play(const Item &item);
+    // Runs the display until its cycle is steady and writes the summary.
+    void finish(std::size_t problems);
+
+  private:
+    uint64_t now() const;
+    void runUntil(uint64_t time);
+    void step();
+    void trySkip(uint64_t until);
+    bool drain();
+    void apply(const Item &item);
+    void afterInput(const Item *item);
+    void emit(Event event, const Item *item);
+    void flushPanel();
+    void progress(bool last = false);
+
+    ReplayOptions options_;
+    std::vector<Sink *> sinks_;
+    TimeMap times_;
+    uint64_t current_ = 0; // the time of the input or display step in hand
+    unsigned parked_ = 0;  // seconds of the display's pending sleep
+    uint64_t skipped_ = 0; // virtual seconds of whole cycles not stepped
+    uint64_t skippedCycles_ = 0;
+    std::vector<Step> pending_;   // display steps not yet written out
+    std::size_t settledFrom_ = 0; // the first pending step after the latest input
+    std::optional<u32> shown_;    // the code last written out
+    std::vector<DIAG_PANEL_MSG_S> table_;
+    std::size_t announced_ = 0; // 1 + the input whose line the timeline showed last
+    std::size_t played_ = 0;
+    std::chrono::steady_clock::time_point lastProgress_{};
+};
+
+} // namespace diagpanel

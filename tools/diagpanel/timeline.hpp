@@ -1,0 +1,67 @@
+// What a replay shows: the panel's codes, the fault table's changes, the library's warnings and
+// the inputs, in time order; and where the replay ended. Sinks write it as text, JSON Lines or SVG.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <diagpanel/types.h>
+
+#include "tools/common/panel_code.hpp"
+
+namespace diagpanel {
+
+struct Event {
+    enum class Kind { Panel, Repeat, Fault, Warning, Input };
+    Kind kind = Kind::Panel;
+    uint64_t time = 0;          // virtual seconds since the library started
+    std::optional<int64_t> sel; // the SEL clock at that time, once a capture gave one
+    std::string source;         // the input that caused it: "sel.bin@0x40"
+    std::string record;         // that input, described
+
+    u32 code = 0;           // Panel
+    std::vector<u32> cycle; // Repeat: the codes of one cycle, one a display step
+    uint64_t period = 0;    // Repeat: seconds a cycle lasts
+    uint64_t until = 0;     // Repeat: the end of the last step of the repetition
+    uint64_t times = 0;     // Repeat: how many cycles were shown
+    char change = 0;        // Fault: '+' added, '~' changed, '-' removed
+    DIAG_PANEL_MSG_S msg{}; // Fault: the entry (as it was, when removed)
+    DIAG_PANEL_MSG_S was{}; // Fault '~': before
+    u32 level = 0;          // Warning: the log level
+    std::string text;       // Warning: the log text; Input: what it did
+};
+
+struct Summary {
+    uint64_t time = 0;
+    std::optional<int64_t> sel;
+    std::vector<DIAG_PANEL_MSG_S> faults; // the fault table, bucket by bucket
+    std::vector<u32> cycle;               // the panel's current cycle, one code a step
+    uint64_t period = 0;
+    std::size_t records = 0;
+    std::size_t problems = 0;
+};
+
+class Sink
+{
+  public:
+    virtual ~Sink() = default;
+    virtual void begin(const std::string &heading) = 0;
+    virtual void event(const Event &event) = 0;
+    virtual void end(const Summary &summary) = 0;
+};
+
+std::unique_ptr<Sink> textSink(FILE *out);
+std::unique_ptr<Sink> jsonSink(FILE *out);
+std::unique_ptr<Sink> svgSink(const std::string &path);
+
+// Shared words: "1:02:03" or "2d 01:02:03"; "2024-03-01 10:00:40" (UTC); a fault entry's level.
+std::string clock(uint64_t seconds);
+std::string calendar(int64_t seconds);
+unsigned levelOf(const DIAG_PANEL_MSG_S &msg);
+std::string faultWords(const DIAG_PANEL_MSG_S &msg); // "memory B3: mask 0x00000002, level 3"
+
+} // namespace diagpanel
