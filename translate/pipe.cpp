@@ -8,6 +8,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <pthread.h>
+#include <sched.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -221,6 +222,23 @@ void removePipeFile()
     }
 }
 
+// A writer that got past the ready check before the tear-down may be blocked in write() on a full
+// pipe, holding the queue mutex, with no reader left to make room: empty the pipe until no writer
+// holds the mutex. What is discarded was posted to an intake being torn down.
+void releaseBlockedWriter(int fd)
+{
+    int rc = 0;
+    while ((rc = pthread_mutex_trylock(&g_queueMutex)) == EBUSY) {
+        u8 discard[PIPE_BUF];
+        while (read(fd, discard, sizeof discard) > 0) {
+        }
+        sched_yield();
+    }
+    if (rc == 0) {
+        pthread_mutex_unlock(&g_queueMutex);
+    }
+}
+
 int failStartUp(bool pipeFailed)
 {
     if (pipeFailed) {
@@ -293,16 +311,21 @@ DIAG_PANEL_API void DIAG_PANEL_TRANS_Deinit(void)
     store(g_intake.ucReady, u8{0});
     store(g_intake.ucRunning, u8{0});
     const int fd = load(g_intake.fd);
+    if (fd > 0) {
+        // From here on nobody waits on the pipe: no reader may be left to make room in it.
+        (void)fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
+    }
     if (load(g_intake.ucThreadLive) != 0 && !pthread_equal(g_intake.thread, pthread_self())) {
         // A reader blocked in read() wakes on this byte and sees that it must stop; a busy one
         // sees it at the start of its next pass. Then no thread reads the descriptor any more.
+        // A full pipe refuses the byte, but then the reader is not blocked.
         const u8 wake = 0;
-        {
-            DIAG_SCOPED_LOCK(g_queueMutex);
-            (void)!write(fd, &wake, sizeof wake);
-        }
+        (void)!write(fd, &wake, sizeof wake);
         pthread_join(g_intake.thread, nullptr);
         store(g_intake.ucThreadLive, u8{0});
+    }
+    if (fd > 0) {
+        releaseBlockedWriter(fd);
     }
     {
         DIAG_SCOPED_LOCK(g_queueMutex); // writers that got past the ready check finish first
