@@ -9,6 +9,7 @@
 // DIAGPANEL_STORM_FRAMES sets the frames per producer (make stress runs 100,000).
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <chrono>
@@ -16,6 +17,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <future>
 #include <string>
 #include <thread>
 #include <unistd.h>
@@ -408,6 +410,51 @@ TEST_F(StormTest, EveryFrameOfEveryProducerArrivesOnceAndIsCounted)
            static_cast<unsigned long long>(events[0] + events[1] + events[2] + events[3]),
            static_cast<unsigned long long>(steps.load()),
            static_cast<unsigned long long>(prints.load()));
+}
+
+// Restarting the intake (its start-up tears a running one down first) while producers keep the
+// pipe full: no restart may hang on a writer blocked in write(), and none may lose the intake.
+TEST_F(StormTest, RestartsUnderAFullPipeReturnPromptly)
+{
+    const std::vector<Kind> all = kinds();
+    constexpr u32 kRestarts = 50;
+    resetTally(1);
+    std::atomic<bool> producing{true};
+    std::atomic<u64> accepted{0};
+    std::vector<std::thread> producers;
+    for (u32 p = 1; p <= kProducers; ++p) {
+        producers.emplace_back([&, p] {
+            for (u32 n = 0; producing; ++n) {
+                accepted += post(all[kindOf(p, n, all.size())], p, 0) == 0;
+            }
+        });
+    }
+    double slowest = 0;
+    for (u32 round = 0; round < kRestarts; ++round) {
+        while (accepted.load() < u64{round + 1} * 200) {
+            std::this_thread::yield(); // the pipe fills behind the reader
+        }
+        auto restart = std::async(std::launch::async, [] {
+            const auto begin = std::chrono::steady_clock::now();
+            const int rc = DIAG_PANEL_TRANS_Init(0x5A);
+            return std::make_pair(
+                rc,
+                std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count());
+        });
+        if (restart.wait_for(std::chrono::seconds(10)) != std::future_status::ready) {
+            fprintf(stderr, "restart %u hangs with writers blocked on the pipe\n", round);
+            std::_Exit(1); // the hung thread cannot be joined
+        }
+        const auto [rc, seconds] = restart.get();
+        ASSERT_EQ(rc, 0) << "round " << round;
+        slowest = std::max(slowest, seconds);
+    }
+    producing = false;
+    for (std::thread &t : producers) {
+        t.join();
+    }
+    ASSERT_TRUE(test::drainIntake());
+    printf("%u restarts under a full pipe, slowest %.3f s\n", kRestarts, slowest);
 }
 
 } // namespace
