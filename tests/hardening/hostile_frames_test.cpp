@@ -1,0 +1,144 @@
+// Hostile bytes written straight into the pipe, as a producer in another process could: lengths
+// that would wrap or exhaust memory, and the magic sequence inside bodies. Each is dropped with its
+// line or read as documented, the reader allocates nothing for a length beyond its bound (counted
+// at the allocator) and frees what it allocated, and the next good frame still arrives.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "tests/hardening/allocations.hpp"
+#include "tests/support/harness.hpp"
+#include "translate/intake.hpp"
+
+namespace {
+
+using Bytes = std::vector<u8>;
+
+Bytes operator+(Bytes a, const Bytes &b)
+{
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+
+// A frame as the writer makes it, with any length field; `headerSum` replaces the header's
+// checksum and `bodySum` the body's when given.
+Bytes frame(u8 msgType, const Bytes &body, u32 length, int headerSum = -1, int bodySum = -1)
+{
+    DIAG_PANEL_PIPE_MSG_S header{};
+    header.uiMagic = DIAG_PANEL_PIPE_MAGIC;
+    header.ucMsgType = msgType;
+    header.uiLen = length;
+    header.usBufChkSum = static_cast<u16>(
+        bodySum >= 0 ? static_cast<u32>(bodySum)
+                     : DIAG_PANEL_TRANS_checkSum(body.data(), static_cast<u32>(body.size())));
+    const auto *bytes = reinterpret_cast<const u8 *>(&header);
+    header.usHeadChkSum = static_cast<u16>(
+        headerSum >= 0 ? static_cast<u32>(headerSum) : DIAG_PANEL_TRANS_checkSum(bytes + 4, 10));
+    Bytes out(sizeof header + body.size());
+    memcpy(out.data(), &header, sizeof header);
+    std::copy(body.begin(), body.end(), out.begin() + sizeof header);
+    return out;
+}
+
+// An event body of an unknown type: its arrival is logged as "Unknown event type: <type>".
+Bytes markerBody(u32 marker, size_t size = DIAG_PANEL_EVENT_LEN)
+{
+    Bytes body{static_cast<u8>(marker), static_cast<u8>(marker >> 8),
+               static_cast<u8>(marker >> 16), static_cast<u8>(marker >> 24)};
+    body.resize(size);
+    return body;
+}
+
+Bytes marker(u32 value)
+{
+    return frame(DIAG_PANEL_MSG_TYPE_EVENT, markerBody(value), DIAG_PANEL_EVENT_LEN);
+}
+
+std::string markerLine(u32 value)
+{
+    char text[48];
+    snprintf(text, sizeof text, "Unknown event type: %#x", value);
+    return text;
+}
+
+class HostileFrames : public testing::Test
+{
+  protected:
+    void SetUp() override
+    {
+        HOST_Reset();
+        HOST_LogEcho(0);
+        ASSERT_EQ(DIAG_PANEL_TRANS_Init(0x5A), 0);
+        writer_ = open(DIAG_PANEL_PIPE_PATH, O_WRONLY);
+        ASSERT_GE(writer_, 0);
+    }
+    void TearDown() override
+    {
+        close(writer_);
+        DIAG_PANEL_TRANS_Deinit();
+    }
+
+    // Writes the bytes and then a last marker, waits for it, and returns the intake's lines in
+    // between (the last marker's left out).
+    std::vector<std::string> feed(const Bytes &bytes)
+    {
+        const test::LogCursor log;
+        const u32 last = ++next_;
+        const Bytes all = bytes + marker(last);
+        EXPECT_EQ(write(writer_, all.data(), all.size()), static_cast<ssize_t>(all.size()));
+        EXPECT_TRUE(test::waitForLine(0, markerLine(last)));
+        std::vector<std::string> lines = log.texts();
+        lines.pop_back();
+        return lines;
+    }
+
+    int writer_ = -1;
+    u32 next_ = 0xE000;
+};
+
+TEST_F(HostileFrames, LengthsBeyondTheBoundAllocateNothing)
+{
+    struct Row {
+        u32 length;
+        const char *line;
+    };
+    for (const Row &r : {Row{0xFFFFFFF0, "Failed to malloc memory: len=0"},
+                         Row{0x7FFFFFFF, "Failed to malloc memory: len=0x8000000f"},
+                         Row{0x00100000, "Failed to malloc memory: len=0x100010"}}) {
+        SCOPED_TRACE(r.line);
+        const unsigned long before = test::allocationCount();
+        const long live = test::quietAllocations();
+        EXPECT_EQ(feed(frame(DIAG_PANEL_MSG_TYPE_SEL, Bytes(64, 0xAB), r.length)),
+                  std::vector<std::string>{r.line});
+        EXPECT_EQ(test::allocationCount() - before, 1u) << "the last marker's frame alone";
+        EXPECT_TRUE(test::liveSettleAt(live));
+    }
+}
+
+TEST_F(HostileFrames, MagicInsideBodiesIsReadOnlyWhereTheHuntReachesIt)
+{
+    // A frame inside the body of another: 268 bytes pass as an event (the low byte is 12).
+    const Bytes inner = marker(0xE101);
+    Bytes body = markerBody(0xE100, 268 - inner.size()) + inner;
+    const long live = test::quietAllocations();
+    EXPECT_EQ(feed(frame(DIAG_PANEL_MSG_TYPE_EVENT, body, 268)),
+              std::vector<std::string>{markerLine(0xE100)})
+        << "a good body is taken whole, the frame inside it is not read";
+
+    // A bad header leaves its body to the hunt, which finds the frame inside.
+    EXPECT_EQ(
+        feed(frame(DIAG_PANEL_MSG_TYPE_EVENT, body, 268, 0x1234)),
+        (std::vector<std::string>{"Msg Header check err: 0x81 to 0x1234", markerLine(0xE101)}));
+
+    // A bad body is read whole and dropped, the frame inside with it; a body ending in part of a
+    // magic does not begin the next hunt.
+    body = markerBody(0xE102, 256) + inner + Bytes{0x4D, 0x3C, 0x2B};
+    EXPECT_EQ(feed(frame(DIAG_PANEL_MSG_TYPE_EVENT, body, static_cast<u32>(body.size()), -1, 7)),
+              (std::vector<std::string>{"Msg Buffer check err: 0x525 to 0x7"}));
+    EXPECT_TRUE(test::liveSettleAt(live));
+}
+
+} // namespace
