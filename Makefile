@@ -8,7 +8,7 @@ PACKAGES := cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev googletes
             g++-arm-linux-gnueabihf qemu-user abigail-tools libcli11-dev nlohmann-json3-dev valgrind
 
 # build-<preset> and test-<preset> are pattern rules, which make does not apply to .PHONY targets.
-.PHONY: all deps test demo bench clean format tidy
+.PHONY: all deps test demo bench stress clean format tidy
 
 all: build-host
 
@@ -49,6 +49,15 @@ bench: deps
 	cmake -S . -B build/bench-armhf --toolchain cmake/armhf.cmake $(BENCH_CONFIG) >/dev/null
 	cmake --build build/bench-armhf
 	bench/run.sh build/bench build/bench-armhf
+
+# Longer runs than make test's: the storm at full size (4 producers x STORM_FRAMES) under
+# AddressSanitizer and ThreadSanitizer, and DEINIT_ROUNDS tear-downs of a blocked reader.
+STORM_FRAMES ?= 100000
+DEINIT_ROUNDS ?= 1000
+stress: build-host-asan build-host-tsan
+	DIAGPANEL_STORM_FRAMES=$(STORM_FRAMES) build/host-asan/tests/storm_test
+	DIAGPANEL_STORM_FRAMES=$(STORM_FRAMES) build/host-tsan/tests/storm_test
+	DIAGPANEL_DEINIT_ROUNDS=$(DEINIT_ROUNDS) build/host-tsan/tests/pipe_test --gtest_filter='*TearDown*'
 
 format:
 	git ls-files '*.cpp' '*.hpp' '*.h' | xargs clang-format -i
