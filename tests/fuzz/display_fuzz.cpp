@@ -1,0 +1,169 @@
+// Fault-table operations and display events in any order against the display walk: each input is
+// a program of operations, and the display step runs on this thread with its sleeps stubbed out.
+// Beyond what the sanitizers see, every code the display writes must be the empty code, a POST
+// code or the code of an entry that the table holds at that moment, and every bucket must hold
+// entries of its own fault type with distinct indices.
+#include <cstddef>
+#include <set>
+
+#include <diagpanel/diagpanel.h>
+
+#include "core/panel.hpp"
+#include "host_platform/diagpanel_host.h"
+#include "platform/platform.h"
+#include "tests/fuzz/fuzz_support.hpp"
+
+// The display's sleeps return at once.
+extern "C" unsigned int sleep(unsigned int)
+{
+    return 0;
+}
+
+namespace {
+
+using diag::encodePanelCode;
+using diag::TypeEncoding;
+
+constexpr u32 kNothing = 0x00004000;
+constexpr u32 kPostTypeBit = 1u << (14 + DIAG_PANEL_FAULT_POST);
+
+// Reads the input front to back; zeros once it is used up.
+class Program
+{
+  public:
+    Program(const u8 *data, size_t size) : data_(data), size_(size) {}
+    bool done() const { return at_ >= size_; }
+    u8 byte() { return at_ < size_ ? data_[at_++] : 0; }
+    DIAG_PANEL_MSG_S message()
+    {
+        DIAG_PANEL_MSG_S msg{};
+        msg.usFaultType = static_cast<u16>(byte() % 14); // 12 and 13 are not fault types
+        msg.ucIndex = static_cast<u8>(byte() % 8);       // few indices: merges and clears meet
+        msg.ucLevelInfo = byte();
+        const u8 bits = byte();
+        msg.uiFaultMask = (bits & 0x0Fu) | (bits & 0xF0u) << 24;
+        msg.ucFaultLevel = byte() % 5;
+        return msg;
+    }
+
+  private:
+    const u8 *data_;
+    size_t size_;
+    size_t at_ = 0;
+};
+
+bool holdsEntryCoded(u32 code)
+{
+    bool found = false;
+    pthread_mutex_lock(&g_HashMutex);
+    for (u32 b = 0; g_stHashHandle.ppstList != nullptr && b < g_stHashHandle.uiListNum; ++b) {
+        for (const DIAG_PANEL_NODE_S *n = g_stHashHandle.ppstList[b]; n != nullptr;
+             n = n->pstNext) {
+            const diag::MsgHead head{n->stMsg.ucLevelInfo, n->stMsg.ucIndex, n->stMsg.usFaultType};
+            found = found || encodePanelCode(head, TypeEncoding::kOneHot) == code ||
+                    encodePanelCode(head, TypeEncoding::kNumeric) == code;
+        }
+    }
+    pthread_mutex_unlock(&g_HashMutex);
+    return found;
+}
+
+void checkTable()
+{
+    pthread_mutex_lock(&g_HashMutex);
+    for (u32 b = 0; g_stHashHandle.ppstList != nullptr && b < g_stHashHandle.uiListNum; ++b) {
+        std::set<u8> indices;
+        for (const DIAG_PANEL_NODE_S *n = g_stHashHandle.ppstList[b]; n != nullptr;
+             n = n->pstNext) {
+            if (n->stMsg.usFaultType % g_stHashHandle.uiListNum != b ||
+                !indices.insert(n->stMsg.ucIndex).second) {
+                __builtin_trap();
+            }
+        }
+    }
+    pthread_mutex_unlock(&g_HashMutex);
+}
+
+void step()
+{
+    const u32 before = HOST_PanelCount();
+    (void)DIAG_PANEL_StateProcess();
+    for (u32 i = before; i < HOST_PanelCount(); ++i) {
+        const u32 code = HOST_PanelCode(i);
+        if (code != kNothing && (code & kPostTypeBit) == 0 && !holdsEntryCoded(code)) {
+            __builtin_trap(); // the display showed an entry that is not in the table
+        }
+    }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerInitialize(int *, char ***)
+{
+    fuzz::setUpProcess();
+    fuzz::configureBoard(fuzz::listedBoards()[0]);
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const u8 *data, size_t size)
+{
+    Program program(data, size);
+    while (!program.done()) {
+        switch (program.byte() % 13) {
+        case 0: {
+            DIAG_PANEL_MSG_S msg = program.message();
+            (void)DIAG_PANEL_ProcessNewMsg(&msg);
+            break;
+        }
+        case 1: {
+            DIAG_PANEL_MSG_S msg = program.message();
+            (void)DIAG_PANEL_AddMsgToHash(&msg);
+            break;
+        }
+        case 2: {
+            DIAG_PANEL_MSG_S msg = program.message();
+            (void)DIAG_PANEL_DelMsgToHash(&msg);
+            break;
+        }
+        case 3:
+            (void)DIAG_PANEL_LockFreeHashList(program.byte() % 14);
+            break;
+        case 4:
+            (void)DIAG_PANEL_LockFreeAllHashList();
+            break;
+        case 5:
+            (void)DIAG_PANEL_LockFreeHashTable();
+            break;
+        case 6:
+            (void)DIAG_PANEL_InitHashTable();
+            break;
+        case 7: {
+            DIAG_PANEL_DISP_EVENT_S event{};
+            event.uiEventType = program.byte() % 6;
+            event.ucPercent = program.byte();
+            (void)DIAG_PANEL_EventRecv(&event);
+            break;
+        }
+        case 8:
+            (void)DIAG_PANEL_DISP_trigPostErrState(3, program.byte());
+            break;
+        case 9:
+            (void)DIAG_PANEL_PartHashTableClear();
+            break;
+        case 10:
+            g_diag_mode_flag = program.byte() % 2;
+            break;
+        case 11:
+            DIAG_PANEL_PrintMsgInHash();
+            break;
+        default:
+            for (u8 n = program.byte() % 4 + 1; n > 0; --n) {
+                step();
+            }
+            break;
+        }
+        checkTable();
+    }
+    fuzz::resetAfterInput();
+    return 0;
+}
