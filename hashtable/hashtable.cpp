@@ -198,12 +198,15 @@ DIAG_PANEL_API int DIAG_PANEL_AddMsgToHash(DIAG_PANEL_MSG_S *pstDiagPanelMsg)
         DIAG_LOG_AT(kLogWarning, "[%s.%u]Point pstDiagPanelMsg is NULL!\n");
         return DIAG_PANEL_ERR_NULL_PTR;
     }
-    // Allocated and filled before locking, so the critical section stays short.
-    auto *node = static_cast<DIAG_PANEL_NODE_S *>(calloc(1, sizeof(DIAG_PANEL_NODE_S)));
+    // Allocated and filled before locking, so the critical section stays short. malloc and a
+    // memset rather than calloc: glibc's calloc passes by its per-thread cache, and a merge gives
+    // its transient entry straight back.
+    auto *node = static_cast<DIAG_PANEL_NODE_S *>(malloc(sizeof(DIAG_PANEL_NODE_S)));
     if (node == nullptr) {
         DIAG_LOG_AT(kLogWarning, "[%s.%u]Memory allocation Failed for diagnostic panel node.\n");
         return -1;
     }
+    memset(node, 0, sizeof *node);
     const DIAG_PANEL_MSG_S &msg = *pstDiagPanelMsg;
     const u8 level = levelOf(msg);
     node->stMsg = msg;
