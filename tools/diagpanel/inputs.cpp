@@ -161,15 +161,35 @@ Timing selTiming(const u8 *record)
                                                                    : Timing::SelTimestamp;
 }
 
+// A record of a capture: a system event record or an OEM one; any other type is no SEL record.
+// Returns false when the reading must stop.
+bool addCaptured(Reader &reader, const Source &source, const u8 *record)
+{
+    if (record[2] != kSystemEventRecord && record[2] < kFirstOemTimestamped) {
+        char why[96];
+        snprintf(why, sizeof why,
+                 "record type %02Xh is neither a system event record (02h) nor OEM (C0h-FFh)",
+                 record[2]);
+        return reader.problem(source, why);
+    }
+    reader.addSel(source, record, selTiming(record));
+    return true;
+}
+
 // 16 bytes a record, no header: what `ipmitool sel writeraw` writes.
-void readBinary(Reader &reader, std::string_view content)
+void readBinary(Reader &reader, Capture &capture, std::string_view content)
 {
     std::size_t offset = 0;
     for (; offset + kSelLen <= content.size(); offset += kSelLen) {
         const auto *record = reinterpret_cast<const u8 *>(content.data() + offset);
-        Item &item = reader.addSel(reader.at(0, offset), record, selTiming(record));
-        // ipmitool writes the manufacturer ID of C0h-DFh records in reverse byte order.
-        item.manufacturerKnown = record[2] < kFirstOemTimestamped;
+        const std::size_t before = capture.items.size();
+        if (!addCaptured(reader, reader.at(0, offset), record)) {
+            return;
+        }
+        if (capture.items.size() > before) {
+            // ipmitool writes the manufacturer ID of C0h-DFh records in reverse byte order.
+            capture.items.back().manufacturerKnown = record[2] < kFirstOemTimestamped;
+        }
     }
     if (offset < content.size()) {
         reader.problem(reader.at(0, offset),
@@ -211,8 +231,10 @@ void readHex(Reader &reader, std::string_view content)
             }
             continue;
         }
-        const u8 *record = line.bytes.data() + (line.bytes.size() - kSelLen);
-        reader.addSel(reader.at(number), record, selTiming(record));
+        if (!addCaptured(reader, reader.at(number),
+                         line.bytes.data() + (line.bytes.size() - kSelLen))) {
+            return;
+        }
     }
 }
 
@@ -318,7 +340,9 @@ void readFreeIpmi(Reader &reader, std::string_view content)
             }
             continue;
         }
-        reader.addSel(reader.at(number), record, selTiming(record));
+        if (!addCaptured(reader, reader.at(number), record)) {
+            return;
+        }
     }
 }
 
@@ -423,7 +447,8 @@ std::string scenarioLine(Reader &reader, const Source &at, std::string_view text
             if (progress) {
                 percent = w.size() == 3 ? parseNumber(w[2]) : std::nullopt;
                 if (!percent || *percent > 255) {
-                    return "post progress needs a percentage, 0 to 100";
+                    return "post progress needs a percentage, 0 to 255 (the panel shows the "
+                           "last two digits)";
                 }
             }
             if (w.size() != (progress ? 3u : 2u)) {
@@ -704,7 +729,7 @@ Capture parseCapture(const std::string &name, std::string_view content, Format f
     }
     switch (capture.format) {
     case Format::Binary:
-        readBinary(reader, content);
+        readBinary(reader, capture, content);
         break;
     case Format::Hex:
         readHex(reader, content);

@@ -48,16 +48,22 @@ int boards()
     return 0;
 }
 
-// A board as 0x01030103, 01030103h or 01030103; nullopt when not a supported one.
-std::optional<u32> board(const std::string &text)
+std::string plural(std::size_t count, const char *what)
 {
-    const bool bareHex =
-        text.size() == 8 && text.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos;
-    // A bare decimal number is not how board identifiers are written.
-    const unsigned long id = bareHex ? parseNumber("0x" + text).value_or(0)
-                             : text.find_first_of("xXhH") != std::string::npos
-                                 ? parseNumber(text).value_or(0)
-                                 : 0;
+    return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
+// A board identifier as 0x01030103 or 01030103h; nullopt when it is written otherwise.
+std::optional<unsigned long> boardId(const std::string &text)
+{
+    const bool hex = text.starts_with("0x") || text.starts_with("0X") || text.ends_with('h') ||
+                     text.ends_with('H');
+    return hex ? parseNumber(text) : std::nullopt;
+}
+
+// The supported board of that identifier, or nullopt.
+std::optional<u32> board(unsigned long id)
+{
     const auto rows = diag::boardTable();
     const auto found = std::find_if(rows.begin(), rows.end(),
                                     [&](const diag::BoardRow &b) { return b.uiBoardId == id; });
@@ -124,11 +130,19 @@ void report(const std::vector<Problem> &problems, bool strict)
 int replay(const ReplayArgs &args)
 {
     ReplayOptions options;
-    if (const std::optional<u32> id = board(args.board)) {
-        options.board = *id;
+    const std::optional<unsigned long> id = boardId(args.board);
+    if (const std::optional<u32> supported = id ? board(*id) : std::nullopt) {
+        options.board = *supported;
     } else {
-        fprintf(stderr, "diagpanel: %s is not a supported board; the supported boards are:\n",
-                args.board.c_str());
+        if (id) {
+            fprintf(stderr, "diagpanel: %s is not a supported board; the supported boards are:\n",
+                    args.board.c_str());
+        } else {
+            fprintf(stderr,
+                    "diagpanel: '%s' is not a board identifier: write it in hex, as 0x01030103 or "
+                    "01030103h; the supported boards are:\n",
+                    args.board.c_str());
+        }
         for (const diag::BoardRow &b : diag::boardTable()) {
             fprintf(stderr, "  %s\n", hex32(b.uiBoardId).c_str());
         }
@@ -161,8 +175,7 @@ int replay(const ReplayArgs &args)
             std::count_if(c.items.begin(), c.items.end(),
                           [](const Item &i) { return i.kind != Item::Kind::Wait; }));
         total += inputs;
-        heading +=
-            "\n  " + file + ": " + formatName(c.format) + ", " + std::to_string(inputs) + " inputs";
+        heading += "\n  " + file + ": " + formatName(c.format) + ", " + plural(inputs, "input");
         for (const std::string &note : c.notes) {
             heading += "\n    note: " + note;
         }
@@ -204,7 +217,8 @@ int replay(const ReplayArgs &args)
 int main(int argc, char **argv)
 {
     CLI::App app{"What the diagnostic panel shows, and when: SEL captures and scenarios replayed "
-                 "through the real libDiagnosticPanel in virtual time."};
+                 "through the real libDiagnosticPanel in virtual time.",
+                 "diagpanel"};
     app.require_subcommand(1);
 
     ReplayArgs args;

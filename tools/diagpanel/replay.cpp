@@ -60,7 +60,8 @@ std::string markerText(u32 marker)
 
 int post(u8 type, const u8 *body, u32 length, u8 severity)
 {
-    alignas(4) u8 buffer[sizeof(DIAG_PANEL_PIPE_MSG_S) + DIAG_PANEL_SEL_LEN] = {};
+    // Words, so that the header is aligned as a firmware caller's would be.
+    u32 buffer[(sizeof(DIAG_PANEL_PIPE_MSG_S) + DIAG_PANEL_SEL_LEN) / sizeof(u32)] = {};
     auto *frame = reinterpret_cast<DIAG_PANEL_PIPE_MSG_S *>(buffer);
     frame->ucMsgType = type;
     frame->ucSelLevel = severity;
@@ -355,7 +356,8 @@ void Replay::runUntil(uint64_t time)
 {
     // Records at a step's time are posted before that step.
     while (now() + parked_ < time) {
-        if (pending_.size() >= settledFrom_ + kSettleSteps && (pending_.size() % 64) == 0) {
+        const std::size_t settled = pending_.size() - settledFrom_; // steps since the input
+        if (settled >= kSettleSteps && ((settled & (settled - 1)) == 0 || settled % 64 == 0)) {
             trySkip(time);
         }
         if (now() + parked_ < time) {

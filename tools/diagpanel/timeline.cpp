@@ -93,8 +93,9 @@ class TextSink : public Sink
     }
     void end(const Summary &s) override
     {
-        fprintf(out_, "\nat %s%s, after %zu inputs%s:\n", clock(s.time).c_str(),
+        fprintf(out_, "\nat %s%s, after %zu input%s%s:\n", clock(s.time).c_str(),
                 s.sel ? (" (SEL time " + calendar(*s.sel) + ")").c_str() : "", s.records,
+                s.records == 1 ? "" : "s",
                 s.problems != 0 ? (", " + std::to_string(s.problems) + " unreadable").c_str() : "");
         fprintf(out_, "  active faults: %zu\n", s.faults.size());
         for (const DIAG_PANEL_MSG_S &m : s.faults) {
