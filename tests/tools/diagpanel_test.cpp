@@ -1,0 +1,196 @@
+// diagpanel's parts against the library: decoding what the library itself writes to the panel, the
+// scenario language line by line, the virtual clock a capture is mapped onto, and cycle finding.
+#include <gtest/gtest.h>
+
+#include <chrono>
+
+#include <diagpanel/diagpanel.h>
+
+#include "host_platform/diagpanel_host.h"
+#include "tools/common/panel_code.hpp"
+#include "tools/diagpanel/replay.hpp"
+
+namespace {
+
+using namespace diagpanel;
+
+// Every fault type, at every level and a spread of indices, written by DIAG_PANEL_CORE_commonIfc
+// (one-hot) and DIAG_PANEL_CORE_commonIfc_ex (numeric): decoding the code gives the head back.
+TEST(DiagpanelDecode, ReadsBackWhatTheLibraryWrites)
+{
+    for (u16 type = 0; type < DIAG_PANEL_FAULT_TYPE_NUM; ++type) {
+        for (const u8 index : {u8{0x00}, u8{0x07}, u8{0x42}, u8{0x99}, u8{0xFF}}) {
+            for (u8 level = 0; level <= 3; ++level) {
+                const u8 levelInfo = type == 8 ? level : static_cast<u8>(level << 2);
+                for (const auto encoding : {tools::Encoding::OneHot, tools::Encoding::Numeric}) {
+                    SCOPED_TRACE(testing::Message()
+                                 << "type " << type << " index " << +index << " level " << +level
+                                 << " numeric " << (encoding == tools::Encoding::Numeric));
+                    DIAG_PANEL_CMD_S cmd{};
+                    cmd.ucLevelInfo = levelInfo;
+                    cmd.ucIndex = index;
+                    cmd.usFaultType = type;
+                    const u32 before = HOST_PanelCount();
+                    ASSERT_EQ(encoding == tools::Encoding::OneHot
+                                  ? DIAG_PANEL_CORE_commonIfc(&cmd)
+                                  : DIAG_PANEL_CORE_commonIfc_ex(&cmd),
+                              0);
+                    const tools::DecodedCode d =
+                        tools::decodePanelCode(HOST_PanelCode(before), encoding);
+                    ASSERT_TRUE(d.valid) << d.words;
+                    EXPECT_EQ(d.faultType, type);
+                    EXPECT_EQ(d.index, index);
+                    EXPECT_EQ(d.level, level);
+                }
+            }
+        }
+    }
+}
+
+// One scenario line each: what it becomes, or why it is refused.
+TEST(DiagpanelScenario, EachLineBecomesOneItemOrOneProblem)
+{
+    struct Case {
+        const char *line;
+        Item::Kind kind;
+        const char *described; // nullptr: refused with `why`
+        const char *why;
+    };
+    const Case cases[] = {
+        {"post progress 45", Item::Kind::Event, "POST progress 45%", ""},
+        {"post stop  # comment", Item::Kind::Event, "POST stop", ""},
+        {"post code 19 0xa1", Item::Kind::PostCodes, "POST codes 19 a1", ""},
+        {"sel 1 0 2 0 0 0 0 20 0 4 c 60 6f a1 0 60 level 4", Item::Kind::Sel,
+         "SEL 0001: memory 60h, type 6Fh asserted, data a1 00 60, level 4", ""},
+        {"sensor 30h PSU 2 Status", Item::Kind::SensorName, "sensor 30h is \"PSU 2 Status\"", ""},
+        {"fan 3 error", Item::Kind::FanError, "fan 3 in error", ""},
+        {"diag-mode off", Item::Kind::DiagMode, "diagnostic mode off", ""},
+        {"wait 2h", Item::Kind::Wait, "wait", ""},
+        {"post progress", Item::Kind::Event, nullptr,
+         "post progress needs a percentage, 0 to 255 (the panel shows the last two digits)"},
+        {"post end 5", Item::Kind::Event, nullptr, "post end takes no argument"},
+        {"sel 01 02", Item::Kind::Sel, nullptr, "sel needs 16 hex bytes, found 2"},
+        {"wait 5 s", Item::Kind::Wait, nullptr, "wait needs a duration such as 12s, 5m or 2h"},
+        {"fan 0 ok", Item::Kind::FanError, nullptr,
+         "fan needs its number (from 1) and error or ok"},
+        {"sensor 256 X", Item::Kind::SensorName, nullptr,
+         "sensor needs a sensor number (0 to 255, such as 30h) and a name"},
+        {"post jump", Item::Kind::Event, nullptr,
+         "post needs start, progress N, end, stop or code XX..."},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.line);
+        const Capture capture = parseCapture("t.scn", c.line, Format::Scenario, false);
+        if (c.described == nullptr) {
+            ASSERT_EQ(capture.problems.size(), 1u);
+            EXPECT_EQ(capture.problems[0].why, c.why);
+            EXPECT_EQ(capture.problems[0].source.where(), "t.scn:1");
+            EXPECT_TRUE(capture.items.empty());
+        } else {
+            ASSERT_TRUE(capture.problems.empty()) << capture.problems[0].why;
+            ASSERT_EQ(capture.items.size(), 1u);
+            EXPECT_EQ(capture.items[0].kind, c.kind);
+            EXPECT_EQ(capture.items[0].describe(), c.described);
+        }
+    }
+}
+
+Item selAt(u32 stamp)
+{
+    Item item;
+    item.timing = stamp == 0xFFFFFFFFu ? Timing::AfterPrevious : Timing::SelTimestamp;
+    for (int i = 0; i < 4; ++i) {
+        item.sel[3 + i] = static_cast<u8>(stamp >> (8 * i));
+    }
+    return item;
+}
+
+// Pre-init timestamps count from the file's start, the first real one continues from there, none
+// runs time backwards.
+TEST(DiagpanelTimeMap, PlacesTimestampsOnOneMonotonicClock)
+{
+    TimeMap map;
+    Item script;
+    script.timing = Timing::Offset;
+    script.offset = 100;
+    EXPECT_EQ(map.place(script), 100u);
+    map.beginFile();
+    const struct {
+        u32 stamp;
+        uint64_t at;
+    } steps[] = {{0x10, 116},
+                 {0x65E1A2C0, 116},
+                 {0xFFFFFFFF, 116},
+                 {0x65E1A2C0 + 30, 146},
+                 {0x65E1A2C0 - 99, 146},
+                 {0x08, 146},
+                 {0x65E1A2C0 + 3600, 3716}};
+    for (const auto &s : steps) {
+        SCOPED_TRACE(s.stamp);
+        EXPECT_EQ(map.place(selAt(s.stamp)), s.at);
+    }
+    EXPECT_EQ(map.selClock(116), 0x65E1A2C0);
+}
+
+TEST(DiagpanelCycles, FindsTheLongestRepeatingTail)
+{
+    auto steps = [](std::initializer_list<u32> codes) {
+        std::vector<Step> out;
+        for (const u32 c : codes) {
+            out.push_back({0, c, 4});
+        }
+        return out;
+    };
+    const std::optional<Period> cycle = periodicTail(steps({9, 1, 2, 3, 1, 2, 3, 1}), 0, 2);
+    ASSERT_TRUE(cycle);
+    EXPECT_EQ(cycle->start, 1u);
+    EXPECT_EQ(cycle->length, 3u);
+    EXPECT_FALSE(periodicTail(steps({9, 1, 2, 3, 1, 2, 3, 1}), 0, 3));
+    EXPECT_FALSE(periodicTail(steps({1, 2, 3, 4}), 0, 2));
+    std::vector<Step> quiet = steps({5, 0, 5, 0});
+    quiet[1].code.reset(); // steps that wrote nothing (diagnostic mode) differ from any code
+    quiet[3].code.reset();
+    EXPECT_EQ(periodicTail(quiet, 0, 2)->length, 2u);
+    EXPECT_EQ(periodicTail(quiet, 0, 2)->start, 0u);
+}
+
+struct Last : Sink {
+    void begin(const std::string &) override {}
+    void event(const Event &e) override { panelLines += e.kind == Event::Kind::Panel; }
+    void end(const Summary &s) override { summary = s; }
+    std::size_t panelLines = 0;
+    Summary summary;
+};
+
+// Three months of a flapping power supply and memory, one record every 26 minutes: the display's
+// steady cycles between records are skipped, not stepped, and the end state is the library's.
+TEST(DiagpanelReplay, ThreeMonthsOfRecordsReplayInSeconds)
+{
+    constexpr u32 kStart = 0x65E1A2C0;
+    constexpr int kRecords = 5000;
+    Last last;
+    Replay replay({0x01030103, std::nullopt, {{0x30, "PSU_2_Status"}}, false, 0}, {&last});
+    std::string why;
+    ASSERT_TRUE(replay.start(why)) << why;
+    const auto began = std::chrono::steady_clock::now();
+    for (int i = 0; i < kRecords; ++i) {
+        Item item = selAt(kStart + 1555u * static_cast<u32>(i));
+        const u8 memory[] = {0x0C, 0x60, 0x6F, 0xA1, 0x00, 0x60};
+        const u8 psu[] = {0x08, 0x30, 0x6F, 0x01, 0xFF, 0xFF};
+        std::copy_n(i % 3 == 0 ? memory : psu, 6, item.sel.begin() + 10);
+        item.sel[2] = 0x02;
+        item.sel[12] = i % 2 == 0 ? 0x6F : 0xEF; // asserted, then deasserted
+        replay.play(item);
+    }
+    replay.finish(0);
+    const auto took = std::chrono::steady_clock::now() - began;
+    EXPECT_LT(took, std::chrono::seconds(30)); // under a second on the host, a few under qemu
+    EXPECT_GE(last.summary.time, 1555ull * (kRecords - 1));
+    EXPECT_GE(last.panelLines, static_cast<std::size_t>(kRecords / 2));
+    ASSERT_EQ(last.summary.faults.size(), 1u); // the last memory record asserted, PSU cleared
+    EXPECT_EQ(last.summary.faults[0].usFaultType, DIAG_PANEL_FAULT_MEMORY);
+    EXPECT_EQ(last.summary.faults[0].ucIndex, 0xB3);
+    EXPECT_EQ(last.summary.cycle, std::vector<u32>{0x00009D98});
+}
+
+} // namespace

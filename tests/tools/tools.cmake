@@ -1,0 +1,40 @@
+# diagpanel: a golden timeline per input format, the shipped sample end to end, bad input of each
+# kind, the command line, and the tool's parts against the library.
+include(${PROJECT_SOURCE_DIR}/tools/diagpanel/diagpanel.cmake)
+
+set(DIAGPANEL_TOOL_DATA ${CMAKE_CURRENT_LIST_DIR}/data)
+set(samples ../../../tools/diagpanel/samples)
+
+# diagpanel_golden(<name> <exit code> [SVG file] ARGS <arguments...>): run in data/, compared
+# with data/<name>.golden.
+function(diagpanel_golden name exit)
+  cmake_parse_arguments(G "" "SVG" "ARGS" ${ARGN})
+  string(REPLACE ";" "|" args "${G_ARGS}")
+  string(REPLACE ";" " " emulator "${CMAKE_CROSSCOMPILING_EMULATOR}")
+  add_test(NAME tool_${name} COMMAND ${CMAKE_COMMAND}
+    -DTOOL=$<TARGET_FILE:diagpanel> "-DEMULATOR=${CMAKE_CROSSCOMPILING_EMULATOR}"
+    -DDIR=${DIAGPANEL_TOOL_DATA} -DGOLDEN=${DIAGPANEL_TOOL_DATA}/${name}.golden -DEXIT=${exit}
+    -DSVG=${G_SVG} "-DARGS=${args}" -P ${CMAKE_CURRENT_LIST_DIR}/golden.cmake)
+endfunction()
+
+set(board --board 0x01030103)
+diagpanel_golden(binary 0 ARGS replay ${board} --sdr sdr.dump --inputs sel.bin)
+diagpanel_golden(hex 0 ARGS replay ${board} --sdr sdr.csv sel-hex.txt)
+diagpanel_golden(ipmi_sel 0 ARGS replay --board 01030103h --sdr ${samples}/sdr-elist.txt --inputs ipmi-sel.txt)
+diagpanel_golden(events_json 0 ARGS replay ${board} --sdr sdr.csv --json events.txt)
+diagpanel_golden(scenario 0 ARGS replay ${board} --level 4 every-command.scn)
+diagpanel_golden(sample 0 SVG ${CMAKE_CURRENT_BINARY_DIR}/sample.svg
+  ARGS replay ${board} --sdr ${samples}/sdr-elist.txt --svg ${CMAKE_CURRENT_BINARY_DIR}/sample.svg
+  ${samples}/boot-and-faults.scn)
+diagpanel_golden(bad_input 1 ARGS replay ${board} --sdr bad-sdr.csv
+  bad.bin bad-hex.txt bad-ipmi-sel.txt bad-events.txt bad.scn)
+diagpanel_golden(strict 1 ARGS replay ${board} --strict bad-hex.txt events.txt)
+diagpanel_golden(unknown_board 2 ARGS replay --board 0x01030104 events.txt)
+diagpanel_golden(board_form 2 ARGS replay --board 16974083 events.txt)
+diagpanel_golden(usage 2 ARGS replay events.txt)
+diagpanel_golden(help 0 ARGS replay --help)
+diagpanel_golden(decode 1 ARGS decode 0x00009d98 0x00009828 404004c8h 0xC0007807 0x00004000 0x3fffc000 zz)
+diagpanel_golden(boards 0 ARGS boards)
+
+diagpanel_test(diagpanel_test tools/diagpanel_test.cpp)
+target_link_libraries(diagpanel_test PRIVATE diagpanel_replay)
