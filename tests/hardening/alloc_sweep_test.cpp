@@ -14,9 +14,8 @@
 #include <vector>
 
 #include "display/display_state.hpp"
-#include "host_platform/virtual_clock.hpp"
-#include "platform/platform.h"
 #include "tests/hardening/allocations.hpp"
+#include "tests/hardening/families.hpp"
 #include "tests/support/alloc_failure.hpp"
 #include "tests/support/harness.hpp"
 
@@ -69,16 +68,10 @@ bool liveSettleAt(long expected, const FailAllocation *failure)
 
 namespace {
 
-using test::sel;
-
-constexpr u32 kBoard = 0x01030103;
-
 // The line each allocation site logs when its allocation fails. Texts that begin with "]" follow
 // the "[unit.line]" prefix.
 const std::string kSelFrame = "Failed to malloc memory: len=0x20";
 const std::string kEventFrame = "Failed to malloc memory: len=0x1c";
-const std::string kMessage = "Failed to alloc memory of hash node: 0x14";
-const std::string kTwoMessages = "Failed to alloc memory of hash node: 0x28";
 const std::string kEntry = "]Memory allocation Failed for diagnostic panel node.";
 const std::string kBuckets = "]Memory allocation Failed for hash table.";
 
@@ -89,22 +82,19 @@ struct Scenario {
     std::vector<std::string> sites; // the allocations, in order, by the line their failure logs
 };
 
-void post(const test::SelBytes &record, u8 severity = 4)
+// The line the translator's array of messages logs when its allocation fails.
+std::string messagesSite(u8 messages)
 {
-    ASSERT_EQ(test::postSel(record, severity), 0);
-}
-
-// A SEL record through the pipe: its frame, the translator's message, the table's entry.
-Scenario selRecord(const char *name, const test::SelBytes &record, u8 severity = 4)
-{
-    return {name, [=] { post(record, severity); }, {kSelFrame, kMessage, kEntry}};
+    char text[64];
+    snprintf(text, sizeof text, "Failed to alloc memory of hash node: %#x", 20u * messages);
+    return text;
 }
 
 std::vector<Scenario> scenarios()
 {
     DIAG_PANEL_MSG_S first = test::message(DIAG_PANEL_FAULT_DISK, 3, 2 << 2, 0x1);
     DIAG_PANEL_MSG_S second = test::message(DIAG_PANEL_FAULT_DISK, 3, 3 << 2, 0x4);
-    return {
+    std::vector<Scenario> all = {
         {"start-up on a running library", [] { ASSERT_EQ(DIAG_PANEL_init(0x5A), 0); }, {kBuckets}},
         {"table: an entry, a merge into it, a clear",
          [=]() mutable {
@@ -117,26 +107,14 @@ std::vector<Scenario> scenarios()
         {"display event",
          [] { ASSERT_EQ(test::postEvent(DIAG_PANEL_EVENT_POST_PROGRESS, 45), 0); },
          {kEventFrame}},
-        selRecord("memory", sel(0x0C, 0x30, 0x6F, 0xA2, 0, 0)),
-        selRecord("firmware progress", sel(0x0F, 0x01, 0x6F, 0xAD, 0x03)),
-        selRecord("raid", sel(0x17, 0x50, 0x6F, 0xA1, 7)),
-        selRecord("disk", sel(0x0D, 0x42, 0x6F, 0x01)),
-        {"board logic, two faults of one record",
-         [] { post(sel(0x15, 0x60, 0x6F, 0xA0, 0x68, 0x05)); },
-         {kSelFrame, kTwoMessages, kEntry, kEntry}},
-        {"board logic, a single-bit fault",
-         [] { post(sel(0x15, 0x60, 0x6F, 0x00, 0x66, 0x00)); },
-         {kSelFrame, kMessage, kEntry}},
-        selRecord("post watchdog", sel(0x23, 0x03, 0x6F, 0xC0, 0x01)),
-        selRecord("temperature", sel(0x01, 0x31, 0x01, 0x09)),
-        selRecord("power supply", sel(0x08, 0x41, 0x6F, 0x06)),
-        selRecord("processor", sel(0x07, 0x51, 0x6F, 0x0B)),
-        {"power capping, a clear",
-         [] { post(sel(0x0A, 0x99, 0xF2, 0x08)); },
-         {kSelFrame, kMessage}},
-        selRecord("fan", sel(0x04, 0x61, 0x0A, 0x08), 0),
-        selRecord("pcie", sel(0x13, 0x70, 0x6F, 0x85, 3)),
     };
+    // A SEL record through the pipe: its frame, the translator's messages, the table's entries.
+    for (const test::FamilyRecord &f : test::familyRecords()) {
+        std::vector<std::string> sites{kSelFrame, messagesSite(f.messages)};
+        sites.insert(sites.end(), f.entries, kEntry);
+        all.push_back({f.name, [&f] { ASSERT_EQ(test::postSel(f.record, f.severity), 0); }, sites});
+    }
+    return all;
 }
 
 bool logged(const test::LogCursor &log, const std::string &text)
@@ -175,21 +153,7 @@ class AllocationSweep : public testing::Test
   protected:
     static void SetUpTestSuite()
     {
-        HOST_Reset();
-        HOST_LogEcho(0);
-        HOST_SetBoardId(kBoard);
-        HOST_SensorSetName(0x31, "19-P/S 2 Zone");
-        HOST_SensorSetName(0x41, "PSU_2_Status");
-        HOST_SensorSetName(0x51, "CPU_1_Status");
-        HOST_SensorSetName(0x61, "Fan_1_Status");
-        HOST_FanSetError(0, 1);
-        g_astGetALLHDDSensor[0x42][0] = 0x07;
-        HOST_DiskSetLocation(0x07, 1, 5, 0);
-        const u8 codes[] = {0x19, 0xA1, 0xB2};
-        HOST_PostSetCodes(codes, sizeof codes);
-        g_uiPcieRaidSlotNum = 3;
-        ASSERT_EQ(DIAG_PANEL_init(0x5A), 0);
-        ASSERT_EQ(vclock::waitParked(), 4u);
+        test::startWithFamilies();
     }
 
     // An empty table and a display as fresh as at start-up; a table left uninitialised by a

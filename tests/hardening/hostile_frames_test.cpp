@@ -46,8 +46,8 @@ Bytes frame(u8 msgType, const Bytes &body, u32 length, int headerSum = -1, int b
 // An event body of an unknown type: its arrival is logged as "Unknown event type: <type>".
 Bytes markerBody(u32 marker, size_t size = DIAG_PANEL_EVENT_LEN)
 {
-    Bytes body{static_cast<u8>(marker), static_cast<u8>(marker >> 8),
-               static_cast<u8>(marker >> 16), static_cast<u8>(marker >> 24)};
+    Bytes body{static_cast<u8>(marker), static_cast<u8>(marker >> 8), static_cast<u8>(marker >> 16),
+               static_cast<u8>(marker >> 24)};
     body.resize(size);
     return body;
 }
@@ -64,40 +64,40 @@ std::string markerLine(u32 value)
     return text;
 }
 
+// The intake, started once, and a raw writer of its pipe.
 class HostileFrames : public testing::Test
 {
   protected:
-    void SetUp() override
+    static void SetUpTestSuite()
     {
-        HOST_Reset();
         HOST_LogEcho(0);
         ASSERT_EQ(DIAG_PANEL_TRANS_Init(0x5A), 0);
         writer_ = open(DIAG_PANEL_PIPE_PATH, O_WRONLY);
-        ASSERT_GE(writer_, 0);
     }
-    void TearDown() override
-    {
-        close(writer_);
-        DIAG_PANEL_TRANS_Deinit();
-    }
+    static void TearDownTestSuite() { close(writer_); }
 
     // Writes the bytes and then a last marker, waits for it, and returns the intake's lines in
     // between (the last marker's left out).
     std::vector<std::string> feed(const Bytes &bytes)
     {
-        const test::LogCursor log;
+        EXPECT_GE(writer_, 0);
+        const u32 from = HOST_LogCount();
+        const test::LogCursor log(from);
         const u32 last = ++next_;
         const Bytes all = bytes + marker(last);
         EXPECT_EQ(write(writer_, all.data(), all.size()), static_cast<ssize_t>(all.size()));
-        EXPECT_TRUE(test::waitForLine(0, markerLine(last)));
+        EXPECT_TRUE(test::waitForLine(from, markerLine(last)));
         std::vector<std::string> lines = log.texts();
         lines.pop_back();
         return lines;
     }
 
-    int writer_ = -1;
-    u32 next_ = 0xE000;
+    static int writer_;
+    static u32 next_;
 };
+
+int HostileFrames::writer_ = -1;
+u32 HostileFrames::next_ = 0xE000;
 
 TEST_F(HostileFrames, LengthsBeyondTheBoundAllocateNothing)
 {

@@ -24,7 +24,7 @@
 #include <vector>
 
 #include "host_platform/virtual_clock.hpp"
-#include "platform/platform.h"
+#include "tests/hardening/families.hpp"
 #include "tests/support/harness.hpp"
 
 // The hand-overs, wrapped at link time (hardening.cmake).
@@ -42,7 +42,6 @@ namespace {
 using u64 = std::uint64_t;
 
 constexpr u32 kProducers = 4;
-constexpr u32 kBoard = 0x01030103;
 constexpr u8 kTag = 0xA0; // high nibble of a frame's tag byte; the low nibble is its producer
 
 // Where a frame's tag and its 24-bit sequence number sit: bytes the library never reads.
@@ -116,8 +115,6 @@ extern "C" int __wrap_DIAG_PANEL_EventRecv(DIAG_PANEL_DISP_EVENT_S *event)
 
 namespace {
 
-using test::sel;
-
 // One kind of frame the producers post: a SEL record with its severity, or a display event.
 struct Kind {
     const char *name;
@@ -131,58 +128,23 @@ struct Kind {
     std::array<u64, 4> events{};
 };
 
-Kind selKind(const char *name, const test::SelBytes &record, u8 severity = 4)
-{
-    return {name, true, record, severity, 0, 0};
-}
 Kind eventKind(const char *name, u32 type, u8 percent = 0)
 {
     return {name, false, {}, 0, type, percent};
 }
 
-// Every family routed by the dispatch, both directions for some, and every display event. The
-// stand-in is set up by configurePlatform() so that each SEL record reaches the fault table.
+// A record of every family (both directions for some) and every display event.
 std::vector<Kind> kinds()
 {
-    return {
-        selKind("memory", sel(0x0C, 0x30, 0x6F, 0xA2, 0, 0)),
-        selKind("memory clear", sel(0x0C, 0x30, 0xEF, 0xA2, 0, 0)),
-        selKind("firmware progress", sel(0x0F, 0x01, 0x6F, 0xAD, 0x03)),
-        selKind("raid", sel(0x17, 0x50, 0x6F, 0xA1, 7)),
-        selKind("raid, severity type", sel(0x17, 0x50, 0x07, 0x82, 3)),
-        selKind("disk", sel(0x0D, 0x42, 0x6F, 0x01)),
-        selKind("board logic, two bits", sel(0x15, 0x60, 0x6F, 0xA0, 0x68, 0x05)),
-        selKind("board logic clear", sel(0x15, 0x60, 0xEF, 0xA0, 0x68, 0x05), 3),
-        selKind("post watchdog", sel(0x23, 0x03, 0x6F, 0xC0, 0x01)),
-        selKind("temperature", sel(0x01, 0x31, 0x01, 0x09)),
-        selKind("temperature clear", sel(0x01, 0x31, 0x81, 0x09)),
-        selKind("power supply", sel(0x08, 0x41, 0x6F, 0x06)),
-        selKind("processor", sel(0x07, 0x51, 0x6F, 0x0B)),
-        selKind("power capping", sel(0x0A, 0x99, 0xF2, 0x08)),
-        selKind("fan", sel(0x04, 0x61, 0x0A, 0x08), 0),
-        selKind("fan, sensor-specific", sel(0x04, 0x61, 0x6F, 0x00)),
-        selKind("pcie raid slot", sel(0x13, 0x70, 0x6F, 0x85, 3)),
-        selKind("pcie slot", sel(0x21, 0x71, 0x6F, 0x88, 2)),
-        eventKind("post start", DIAG_PANEL_EVENT_POST_START),
-        eventKind("post progress", DIAG_PANEL_EVENT_POST_PROGRESS, 45),
-        eventKind("post end", DIAG_PANEL_EVENT_POST_END),
-        eventKind("post stop", DIAG_PANEL_EVENT_POST_STOP),
-    };
-}
-
-void configurePlatform()
-{
-    HOST_SetBoardId(kBoard);
-    HOST_SensorSetName(0x31, "19-P/S 2 Zone");
-    HOST_SensorSetName(0x41, "PSU_2_Status");
-    HOST_SensorSetName(0x51, "CPU_1_Status");
-    HOST_SensorSetName(0x61, "Fan_1_Status");
-    HOST_FanSetError(0, 1);
-    g_astGetALLHDDSensor[0x42][0] = 0x07; // the drive sensor's disk instance
-    HOST_DiskSetLocation(0x07, 1, 5, 0);
-    const u8 codes[] = {0x19, 0xA1, 0xB2};
-    HOST_PostSetCodes(codes, sizeof codes);
-    g_uiPcieRaidSlotNum = 3;
+    std::vector<Kind> all;
+    for (const test::FamilyRecord &f : test::familyRecords()) {
+        all.push_back({f.name, true, f.record, f.severity, 0, 0});
+    }
+    all.push_back(eventKind("post start", DIAG_PANEL_EVENT_POST_START));
+    all.push_back(eventKind("post progress", DIAG_PANEL_EVENT_POST_PROGRESS, 45));
+    all.push_back(eventKind("post end", DIAG_PANEL_EVENT_POST_END));
+    all.push_back(eventKind("post stop", DIAG_PANEL_EVENT_POST_STOP));
+    return all;
 }
 
 int post(const Kind &kind, u32 producer, u32 seq)
@@ -223,11 +185,7 @@ class StormTest : public testing::Test
   protected:
     static void SetUpTestSuite()
     {
-        HOST_Reset();
-        HOST_LogEcho(0);
-        configurePlatform();
-        ASSERT_EQ(DIAG_PANEL_init(0x5A), 0);
-        ASSERT_EQ(vclock::waitParked(), 4u);
+        test::startWithFamilies();
     }
 
     // What each kind yields alone, posted as producer 0 into a quiet intake.

@@ -1,0 +1,57 @@
+#include "tests/hardening/families.hpp"
+
+#include <gtest/gtest.h>
+
+#include "host_platform/virtual_clock.hpp"
+#include "platform/platform.h"
+
+namespace test {
+
+const std::vector<FamilyRecord> &familyRecords()
+{
+    // clang-format off
+    static const std::vector<FamilyRecord> records = {
+        {"memory",                sel(0x0C, 0x30, 0x6F, 0xA2, 0, 0),          4, 1, 1},
+        {"memory clear",          sel(0x0C, 0x30, 0xEF, 0xA2, 0, 0),          4, 1, 0},
+        {"firmware progress",     sel(0x0F, 0x01, 0x6F, 0xAD, 0x03),          4, 1, 1},
+        {"raid",                  sel(0x17, 0x50, 0x6F, 0xA1, 7),             4, 1, 1},
+        {"raid, severity type",   sel(0x17, 0x50, 0x07, 0x82, 3),             4, 1, 1},
+        {"disk",                  sel(0x0D, 0x42, 0x6F, 0x01),                4, 1, 1},
+        {"board logic, two bits", sel(0x15, 0x60, 0x6F, 0xA0, 0x68, 0x05),    4, 2, 2},
+        {"board logic, one bit",  sel(0x15, 0x60, 0x6F, 0x00, 0x66, 0x00),    4, 1, 1},
+        {"board logic clear",     sel(0x15, 0x60, 0xEF, 0xA0, 0x68, 0x05),    3, 2, 0},
+        {"post watchdog",         sel(0x23, 0x03, 0x6F, 0xC0, 0x01),          4, 1, 1},
+        {"temperature",           sel(0x01, 0x31, 0x01, 0x09),                4, 1, 1},
+        {"temperature clear",     sel(0x01, 0x31, 0x81, 0x09),                4, 1, 0},
+        {"power supply",          sel(0x08, 0x41, 0x6F, 0x06),                4, 1, 1},
+        {"processor",             sel(0x07, 0x51, 0x6F, 0x0B),                4, 1, 1},
+        {"power capping",         sel(0x0A, 0x99, 0xF2, 0x08),                4, 1, 0},
+        {"fan",                   sel(0x04, 0x61, 0x0A, 0x08),                0, 1, 1},
+        {"fan, sensor-specific",  sel(0x04, 0x61, 0x6F, 0x00),                4, 1, 1},
+        {"pcie raid slot",        sel(0x13, 0x70, 0x6F, 0x85, 3),             4, 1, 1},
+        {"pcie slot",             sel(0x21, 0x71, 0x6F, 0x88, 2),             4, 1, 1},
+    };
+    // clang-format on
+    return records;
+}
+
+void startWithFamilies()
+{
+    HOST_Reset();
+    HOST_LogEcho(0);
+    HOST_SetBoardId(0x01030103);
+    HOST_SensorSetName(0x31, "19-P/S 2 Zone");
+    HOST_SensorSetName(0x41, "PSU_2_Status");
+    HOST_SensorSetName(0x51, "CPU_1_Status");
+    HOST_SensorSetName(0x61, "Fan_1_Status");
+    HOST_FanSetError(0, 1);
+    g_astGetALLHDDSensor[0x42][0] = 0x07; // the drive sensor's disk instance
+    HOST_DiskSetLocation(0x07, 1, 5, 0);
+    const u8 codes[] = {0x19, 0xA1, 0xB2};
+    HOST_PostSetCodes(codes, sizeof codes);
+    g_uiPcieRaidSlotNum = 3;
+    ASSERT_EQ(DIAG_PANEL_init(0x5A), 0);
+    ASSERT_EQ(vclock::waitParked(), 4u);
+}
+
+} // namespace test
