@@ -1,54 +1,27 @@
+// The one OEM form of a firmware-progress event that is a processor fault.
 #include "tests/translate/translator_cases.hpp"
 
 using namespace test;
 
-namespace {
-
-SelBytes progress(u8 data1, u8 data2, u8 dir = kAssert)
+TEST_F(TranslatorTest, FirmwareProgressRecords)
 {
-    return sel(0x0F, 0x01, dir, data1, data2);
-}
-
-std::vector<DIAG_PANEL_MSG_S> cpu(u8 levelBits, u8 level)
-{
-    return {fault(DIAG_PANEL_FAULT_CPU, 0, 0x2000, levelBits, level)};
-}
-
-} // namespace
-
-TEST_F(TranslatorTest, OneOemFirmwareProgressFormIsAProcessorFault)
-{
-    const u32 board = 0x01030103;
-    const LogLine unsupported = error("Not Support SEL MSG");
     // clang-format off
-    expectCases(DIAG_PANEL_TRANS_CpuFault, {
-        {"OEM code 3, own level",      board, progress(0xAD, 0x03),            kSevNone,   cpu(3, 3), {}},
-        {"data 2 bits 7-4 not read",   board, progress(0xAD, 0x13),            kSevLevel2, cpu(2, 2), {}},
-        {"data 1 bits 5-4 not read",   board, progress(0x8D, 0x03),            kSevLevel3, cpu(3, 3), {}},
-        {"deassertion keeps L",        board, progress(0xAD, 0x03, kDeassert), kSevLevel2, cpu(0, 2), {}},
-        {"deassertion, own level",     board, progress(0xAD, 0x03, kDeassert), kSevNone,   cpu(0, 3), {}},
-        {"data 1 bits 7-6 are 11b",    board, progress(0xCD, 0x03),            kSevNone,   {}, {unsupported}},
-        {"another OEM code",           board, progress(0xAD, 0x04),            kSevNone,   {}, {unsupported}},
-        {"offset 0: silent",           board, progress(0xA0, 0x03),            kSevNone,   {}, {}},
-        {"offset first, then format",  board, progress(0x00, 0x00),            kSevNone,   {}, {}},
+    const auto progress = [](u8 d1, u8 d2, u8 dir = kAssert) { return sel(0x0F, 1, dir, d1, d2); };
+    const Msgs cpu{{DIAG_PANEL_FAULT_CPU, 0, 3, 0x2000, 3}};
+    const Lines unsupported{"2 Not Support SEL MSG"};
+    expectRows(DIAG_PANEL_TRANS_CpuFault, {
+        {"OEM code 3, own level",     kFirstBoard, progress(0xAD, 0x03),  9, cpu},
+        {"data 2 bits 7-4 not read",  0, progress(0xAD, 0x13),            3, {{0, 0, 2, 0x2000, 2}}},
+        {"data 1 bits 5-4 not read",  0, progress(0x8D, 0x03),            4, cpu},
+        {"deassertion keeps level",   0, progress(0xAD, 0x03, kDeassert), 3, {{0, 0, 0, 0x2000, 2}}},
+        {"data 1 bits 7-6 are 11b",   0, progress(0xCD, 0x03),            9, {}, unsupported},
+        {"another OEM code",          0, progress(0xAD, 0x04),            9, {}, unsupported},
+        {"offset first, then format", 0, progress(0x00, 0x00),            9, {}},
     });
     // clang-format on
-}
-
-TEST_F(TranslatorTest, CpuAllocationFailureIsAlsoWrittenToStandardOutput)
-{
     testing::internal::CaptureStdout();
     expectAllocationFailure(DIAG_PANEL_TRANS_CpuFault, progress(0xAD, 0x03),
-                            {error("Failed to alloc memory of hash node: 0x14"),
-                             error("Failed to fill hash node of CPU Fault info")});
+                            "Failed to fill hash node of CPU Fault info");
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
               "[xxxxxx] Failed to fill hash node of CPU Fault info");
-}
-
-TEST_F(PipeTest, ProcessorFaultReachesTheTable)
-{
-    const std::vector<Entry> table = post(progress(0xAD, 0x03), kSevLevel3);
-    ASSERT_EQ(table.size(), 1u);
-    EXPECT_EQ(table[0].bucket, u32{DIAG_PANEL_FAULT_CPU});
-    EXPECT_EQ(table[0].msg.uiFaultMask, 0x2000u);
 }
