@@ -1,5 +1,5 @@
-// Fan records: the offset rules, the fan-state check on its boards, the redundancy board, and the
-// board groups over every supported board.
+// Fan records: the offset rules, the fan-state check on its boards, the redundancy board, and a
+// board of every group, one outside the table too.
 #include "tests/translate/translator_cases.hpp"
 
 using namespace test;
