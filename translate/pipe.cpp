@@ -259,10 +259,15 @@ u32 DIAG_PANEL_TRANS_checkSum(const void *pData, u32 uiLen)
     if (pData == nullptr) {
         return 0;
     }
-    const auto *bytes = static_cast<const u8 *>(pData);
+    const auto *byte = static_cast<const u8 *>(pData);
     u32 sum = 0;
-    for (u32 i = 0; i < uiLen; ++i) {
-        sum += bytes[i];
+    // Four bytes a turn: a frame is summed twice on each side, and a byte a turn spends more on
+    // the loop than on the sum.
+    for (u32 words = uiLen / 4; words > 0; --words, byte += 4) {
+        sum += u32{byte[0]} + byte[1] + byte[2] + byte[3];
+    }
+    for (u32 rest = uiLen % 4; rest > 0; --rest, ++byte) {
+        sum += *byte;
     }
     return sum;
 }

@@ -125,6 +125,25 @@ TEST(Helpers, SensorNamesMatchWholeAndFirst)
                                {2, "DiagPanel_translate", "NULL input param!"}}));
 }
 
+TEST(Helpers, ChecksumIsTheByteSumAtEveryLengthAndOffset)
+{
+    std::vector<u8> bytes(4096 + 8);
+    for (size_t i = 0; i < bytes.size(); ++i) {
+        bytes[i] = static_cast<u8>(0xFF - i * 7);
+    }
+    for (u32 offset = 0; offset < 4; ++offset) {
+        u32 expected = 0;
+        for (u32 length = 0; length <= 4096; ++length) {
+            ASSERT_EQ(DIAG_PANEL_TRANS_checkSum(bytes.data() + offset, length), expected)
+                << "offset " << offset << ", length " << length;
+            expected += bytes[offset + length];
+        }
+    }
+    EXPECT_EQ(DIAG_PANEL_TRANS_checkSum(nullptr, 16), 0u);
+    const std::vector<u8> ones(70000, 0xFF); // the sum outgrows 16 bits and stays exact
+    EXPECT_EQ(DIAG_PANEL_TRANS_checkSum(ones.data(), 70000), 70000u * 0xFF);
+}
+
 TEST(Helpers, AFailedHandOverTouchesNoOutput)
 {
     HOST_LogEcho(0);
