@@ -63,7 +63,7 @@ build-fuzz: deps
 
 test-fuzz:
 	@if command -v clang++ >/dev/null; then \
-	  $(MAKE) --no-print-directory build-fuzz && ctest --test-dir build/fuzz --output-on-failure; \
+	  $(MAKE) --no-print-directory build-fuzz && ctest --test-dir build/fuzz -j2 --output-on-failure; \
 	else echo "fuzz smoke pass skipped: no clang"; fi
 
 fuzz: build-fuzz
