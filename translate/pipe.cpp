@@ -67,6 +67,16 @@ const char *errorText(int error, char (&buffer)[64])
     return strerror_r(error, buffer, sizeof buffer);
 }
 
+// Whether a frame of this body length exceeds what a size_t can count: only on a 32-bit target.
+constexpr bool frameSizeWraps(u32 bodyLen)
+{
+    if constexpr (sizeof(size_t) > sizeof(u32)) {
+        return false;
+    } else {
+        return bodyLen > SIZE_MAX - kHeaderLen;
+    }
+}
+
 bool running()
 {
     return load(g_intake.ucRunning) != 0;
@@ -357,7 +367,7 @@ DIAG_PANEL_API int DIAG_PANEL_TRANS_postMessage(DIAG_PANEL_PIPE_MSG_S *pstMsg)
     const u32 bodyLen = pstMsg->uiLen;
     // A length whose frame size wraps cannot describe a real buffer.
     if (bodyLen == 0 || pstMsg->ucMsgType > DIAG_PANEL_MSG_TYPE_EVENT ||
-        bodyLen > SIZE_MAX - kHeaderLen) {
+        frameSizeWraps(bodyLen)) {
         DIAG_LOG(kLogError, "Invalid input param: len=%#x, msgType=%#x", bodyLen,
                  pstMsg->ucMsgType);
         return -1;
