@@ -23,29 +23,10 @@
 
 namespace {
 
-constexpr u32 kBuckets = DIAG_PANEL_FAULT_TYPE_NUM;
-constexpr u32 kEntriesPerBucket = 256;
-constexpr u32 kCycle = kBuckets * kEntriesPerBucket;
+constexpr u32 kCycle = bench::kFullTable;
 constexpr int kCycles = 10;
 
 unsigned long g_sleeps = 0;
-
-void fillTable()
-{
-    for (u32 type = 0; type < kBuckets; ++type) {
-        for (u32 index = 0; index < kEntriesPerBucket; ++index) {
-            DIAG_PANEL_MSG_S msg{};
-            msg.usFaultType = static_cast<u16>(type);
-            msg.ucIndex = static_cast<u8>(index);
-            msg.ucLevelInfo = type == DIAG_PANEL_FAULT_POST ? 0x01 : 0x04; // level 1
-            msg.uiFaultMask = 1;
-            if (DIAG_PANEL_ProcessNewMsg(&msg) != 0) {
-                fprintf(stderr, "could not add entry %u of type %u\n", index, type);
-                exit(1);
-            }
-        }
-    }
-}
 
 void step()
 {
@@ -70,7 +51,7 @@ int main(int argc, char **argv)
     if (DIAG_PANEL_InitHashTable() != 0) {
         return 1;
     }
-    fillTable();
+    bench::assertEveryEntry(0x1);
 
     for (u32 n = 0; n < kCycle; ++n) { // warm-up: the first cycle
         step();
@@ -110,7 +91,7 @@ int main(int argc, char **argv)
     const double mean = sum / static_cast<double>(micros.size());
     // The crossing steps: the first of each bucket in every cycle.
     std::vector<double> crossings;
-    for (size_t n = 0; n < micros.size(); n += kEntriesPerBucket) {
+    for (size_t n = 0; n < micros.size(); n += bench::kEntriesPerBucket) {
         crossings.push_back(micros[n]);
     }
     const bench::Spread all = bench::spread(micros);

@@ -7,40 +7,20 @@
 // 32 + 8 = 40 -> 48 on 64 bits. Merges into existing entries leave the heap as it was, but for
 // the freed transient entries that glibc keeps in its per-thread cache (counted as in use).
 #include <cstdio>
-#include <cstdlib>
 #include <malloc.h>
 
 #include <diagpanel/diagpanel.h>
 
+#include "bench/support.hpp"
 #include "host_platform/diagpanel_host.h"
 
 namespace {
 
-constexpr u32 kBuckets = DIAG_PANEL_FAULT_TYPE_NUM;
-constexpr u32 kEntriesPerBucket = 256;
-constexpr u32 kEntries = kBuckets * kEntriesPerBucket;
+constexpr u32 kEntries = bench::kFullTable;
 
 size_t heapInUse()
 {
     return mallinfo2().uordblks;
-}
-
-// Asserts (or, with a second bit, merges into) every (type, index) once.
-void assertAll(u32 mask)
-{
-    for (u32 type = 0; type < kBuckets; ++type) {
-        for (u32 index = 0; index < kEntriesPerBucket; ++index) {
-            DIAG_PANEL_MSG_S msg{};
-            msg.usFaultType = static_cast<u16>(type);
-            msg.ucIndex = static_cast<u8>(index);
-            msg.ucLevelInfo = type == DIAG_PANEL_FAULT_POST ? 0x01 : 0x04; // level 1
-            msg.uiFaultMask = mask;
-            if (DIAG_PANEL_ProcessNewMsg(&msg) != 0) {
-                fprintf(stderr, "could not assert entry %u of type %u\n", index, type);
-                exit(1);
-            }
-        }
-    }
 }
 
 } // namespace
@@ -52,9 +32,9 @@ int main()
         return 1;
     }
     const size_t empty = heapInUse();
-    assertAll(0x1);
+    bench::assertEveryEntry(0x1);
     const size_t full = heapInUse();
-    assertAll(0x2); // merges: a transient entry each, freed again
+    bench::assertEveryEntry(0x2); // merges: a transient entry each, freed again
     const size_t merged = heapInUse();
 
     const DIAG_PANEL_NODE_S *node = g_stHashHandle.ppstList[0];

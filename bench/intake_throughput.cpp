@@ -111,22 +111,15 @@ double libraryRun(bench::SelFrame &frame)
 int main(int argc, char **argv)
 {
     bench::isolate(argv[0]);
-    const bench::Family *family = bench::findFamily(argc > 1 ? argv[1] : "memory");
-    if (family == nullptr) {
-        fprintf(stderr, "usage: %s [memory|psu]\n", argv[0]);
-        return 2;
-    }
-    if (family->prepare != nullptr) {
-        family->prepare();
-    }
+    const bench::Family &family = bench::familyFromArgs(argc, argv);
     bench::startIntake();
-    bench::SelFrame frame = bench::selFrame(*family);
+    bench::SelFrame frame = bench::selFrame(family);
     const u32 logged = HOST_LogCount();
     DIAG_PANEL_TRANS_postMessage(frame.msg()); // creates the entry; also frames the bytes in place
     bench::drainIntake();
     if (HOST_LogCount() !=
         logged + 1) { // the marker's line alone: the record was translated silently
-        fprintf(stderr, "the %s record logged something: not a plain merge\n", family->name);
+        fprintf(stderr, "the %s record logged something: not a plain merge\n", family.name);
         return 1;
     }
 
@@ -141,13 +134,13 @@ int main(int argc, char **argv)
     const bench::Spread floor = bench::spread(floors);
     const bench::Spread library = bench::spread(libraries);
     const bench::Spread ratio = bench::spread(ratios);
-    printf("intake %s: %d runs of %u frames\n", family->name, kRuns, kFrames);
+    printf("intake %s: %d runs of %u frames\n", family.name, kRuns, kFrames);
     printf("  floor    %8.0f frames/s  (%.0f .. %.0f)\n", floor.median, floor.min, floor.max);
     printf("  library  %8.0f frames/s  (%.0f .. %.0f)\n", library.median, library.min, library.max);
     printf("  ratio    %8.2f           (%.2f .. %.2f)\n", ratio.median, ratio.min, ratio.max);
     printf("ROW|Intake throughput, %s SEL merge, ratio to floor|%.2f (%.2f..%.2f; %.0f vs "
            "%.0f frames/s)|>= 0.70|%s\n",
-           family->name, ratio.median, ratio.min, ratio.max, library.median, floor.median,
+           family.name, ratio.median, ratio.min, ratio.max, library.median, floor.median,
            ratio.median >= 0.7 ? "met" : "missed");
     return 0;
 }

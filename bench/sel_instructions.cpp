@@ -57,17 +57,10 @@ void post(bench::SelFrame &frame, unsigned count)
 int main(int argc, char **argv)
 {
     bench::isolate(argv[0]);
-    const bench::Family *family = bench::findFamily(argc > 1 ? argv[1] : "memory");
-    if (family == nullptr) {
-        fprintf(stderr, "usage: %s [memory|psu]\n", argv[0]);
-        return 2;
-    }
-    if (family->prepare != nullptr) {
-        family->prepare();
-    }
+    const bench::Family &family = bench::familyFromArgs(argc, argv);
     HOST_LogHook(dumpReaderAtMarker, nullptr);
     bench::startIntake();
-    bench::SelFrame frame = bench::selFrame(*family);
+    bench::SelFrame frame = bench::selFrame(family);
     post(frame, 1 + kWarmMerges);
     endWindow("reader warm-up", "writer warm-up");
 
@@ -76,7 +69,7 @@ int main(int argc, char **argv)
     post(frame, kMerges);
     endWindow("reader merges", "writer merges");
 
-    printf("%s: %u merges\n", family->name, kMerges);
+    printf("%s: %u merges\n", family.name, kMerges);
     DIAG_PANEL_TRANS_Deinit();
     return 0;
 }

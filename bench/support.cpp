@@ -58,14 +58,19 @@ const std::vector<Family> &families()
     return all;
 }
 
-const Family *findFamily(const std::string &name)
+const Family &familyFromArgs(int argc, char **argv)
 {
+    const std::string name = argc > 1 ? argv[1] : "memory";
     for (const Family &family : families()) {
         if (name == family.name) {
-            return &family;
+            if (family.prepare != nullptr) {
+                family.prepare();
+            }
+            return family;
         }
     }
-    return nullptr;
+    fprintf(stderr, "usage: %s [memory|psu]\n", argv[0]);
+    exit(2);
 }
 
 SelFrame selFrame(const Family &family)
@@ -93,6 +98,23 @@ void startIntake()
     if (DIAG_PANEL_TRANS_Init(kHalHandle) != 0 || DIAG_PANEL_InitHashTable() != 0) {
         fprintf(stderr, "the intake or the fault table did not start\n");
         exit(1);
+    }
+}
+
+void assertEveryEntry(u32 mask)
+{
+    for (u32 type = 0; type < DIAG_PANEL_FAULT_TYPE_NUM; ++type) {
+        for (u32 index = 0; index < kEntriesPerBucket; ++index) {
+            DIAG_PANEL_MSG_S msg{};
+            msg.usFaultType = static_cast<u16>(type);
+            msg.ucIndex = static_cast<u8>(index);
+            msg.ucLevelInfo = type == DIAG_PANEL_FAULT_POST ? 0x01 : 0x04; // level 1
+            msg.uiFaultMask = mask;
+            if (DIAG_PANEL_ProcessNewMsg(&msg) != 0) {
+                fprintf(stderr, "could not assert entry %u of type %u\n", index, type);
+                exit(1);
+            }
+        }
     }
 }
 

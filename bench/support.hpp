@@ -33,7 +33,9 @@ const Family &memoryFamily();
 // Power supply, failure detected on PSU_2_Status: the sensor-name lookup and the BCD index.
 const Family &psuFamily();
 const std::vector<Family> &families();
-const Family *findFamily(const std::string &name);
+// The family named by the program's first argument (memory when there is none), with the
+// stand-in platform prepared for it; exits with a usage line for an unknown name.
+const Family &familyFromArgs(int argc, char **argv);
 
 // A frame as a producer builds it: header and a 16-byte SEL body, in words so that the header is
 // aligned as a caller's would be.
@@ -48,6 +50,13 @@ void isolate(const char *program);
 
 // Starts the intake and the fault table alone (no display thread); exits on failure.
 void startIntake();
+
+// Asserts fault bits `mask` at level 1 for every fault type and every index 0..255 through
+// DIAG_PANEL_ProcessNewMsg: 3,072 new entries in an empty table, or as many merges. Exits on
+// failure.
+inline constexpr u32 kEntriesPerBucket = 256;
+inline constexpr u32 kFullTable = DIAG_PANEL_FAULT_TYPE_NUM * kEntriesPerBucket;
+void assertEveryEntry(u32 mask);
 
 // Waits until the intake has taken every frame posted before: posts an event type that the
 // dispatch refuses with one log line, and waits for that line. Exits on failure.
