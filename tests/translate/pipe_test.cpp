@@ -10,7 +10,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
-#include <set>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <thread>
@@ -246,29 +245,18 @@ TEST_F(PipeTest, DropsBadFramesWithTheirLineAndReadsTheNext)
     EXPECT_FALSE(arrived(0x4001)) << "a bad frame is not dispatched";
 }
 
-TEST_F(PipeTest, RefusesLengthsBeyondAFrameWithoutAllocating)
+// The bound on a frame, at its edge; hostile lengths far beyond it are counted elsewhere.
+TEST_F(PipeTest, TakesTheLargestFrameAndRefusesOneByteMore)
 {
-    struct Row {
-        u32 length;
-        const char *line;
-    };
-    const Row rows[] = {
-        {0xFFFFFFF0, "Failed to malloc memory: len=0"},
-        {0x7FFFFFFF, "Failed to malloc memory: len=0x8000000f"},
-        {0x00100000, "Failed to malloc memory: len=0x100010"},
-        {0x00000FF1, "Failed to malloc memory: len=0x1001"},
-    };
     u32 marker = 0x5000;
-    for (const Row &r : rows) {
-        SCOPED_TRACE(r.line);
+    {
         const test::LogCursor log;
-        writeRaw(frameBytes(DIAG_PANEL_MSG_TYPE_SEL, std::vector<u8>(40, 0xAB), r.length) +
+        writeRaw(frameBytes(DIAG_PANEL_MSG_TYPE_SEL, std::vector<u8>(40, 0xAB), 0xFF1) +
                  markerFrame(++marker));
         ASSERT_TRUE(arrives(marker));
-        EXPECT_EQ(intakeLines(log),
-                  (std::vector<std::pair<u32, std::string>>{{2u, std::string(r.line)}}));
+        EXPECT_EQ(intakeLines(log), (std::vector<std::pair<u32, std::string>>{
+                                        {2u, "Failed to malloc memory: len=0x1001"}}));
     }
-    // The largest body a frame may carry is still read.
     const test::LogCursor log;
     std::vector<u8> body(0xFF0, 0);
     memcpy(body.data(), &++marker, 4);
@@ -333,41 +321,6 @@ TEST_F(PipeTest, RetriesInterruptedReadsFiveTimes)
         EXPECT_EQ(arrived(scripted), !r.frameLost);
         EXPECT_EQ(intakeLines(log), r.lines);
         EXPECT_EQ(g_readScript.failures.load(), 0);
-    }
-}
-
-TEST_F(PipeTest, EveryFrameOfConcurrentWritersArrivesOnce)
-{
-    constexpr u32 kWriters = 4;
-    constexpr u32 kFrames = 400;
-    const u32 first = HOST_LogCount();
-    std::vector<std::thread> writers;
-    for (u32 w = 0; w < kWriters; ++w) {
-        writers.emplace_back([w] {
-            for (u32 i = 0; i < kFrames; ++i) {
-                ASSERT_EQ(test::postEvent(0x10000 + w * kFrames + i), 0);
-            }
-        });
-    }
-    for (std::thread &t : writers) {
-        t.join();
-    }
-    ASSERT_TRUE(test::drainIntake());
-    std::multiset<std::string> seen;
-    for (u32 i = first; i < HOST_LogCount(); ++i) {
-        HOST_LOG_LINE_S line{};
-        if (HOST_LogGet(i, &line) == 0) {
-            seen.insert(line.acText);
-        }
-    }
-    for (u32 n = 0x10000; n < 0x10000 + kWriters * kFrames; ++n) {
-        ASSERT_EQ(seen.count(markerText(n)), 1u) << std::hex << n << [&] {
-            std::string others;
-            for (const std::string &text : seen) {
-                others += text.rfind("Unknown event type", 0) != 0 ? "\n" + text : "";
-            }
-            return others;
-        }();
     }
 }
 
