@@ -10,6 +10,11 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 rows=$work/rows
 
+# A row of the table: figure, measured, goal, verdict.
+row() {
+    printf '%s|%s|%s|%s\n' "$1" "$2" "$3" "$4" >>"$rows"
+}
+
 # Figures that a program prints as "ROW|figure|measured|goal|verdict" go into the table.
 run() {
     "$@" | tee "$work/out"
@@ -32,21 +37,29 @@ window() {
 # Inclusive instructions of the functions named by the extended regexp $2 in file $1, summed;
 # "TOTAL" is the whole window of that thread.
 incl() {
-    awk -f "$here/inclusive.awk" "$1" |
-        awk -v re="^($2)\$" '{ n = $1; $1 = ""; $2 = ""; sub(/^  /, ""); if ($0 ~ re) s += n } END { print s + 0 }'
+    awk -f "$here/inclusive.awk" "$1" | awk -v re="^($2)\$" '
+        { n = $1; $1 = ""; $2 = ""; sub(/^  /, ""); if ($0 ~ re) s += n }
+        END { print s + 0 }'
 }
 
 # The firmware's platform calls: the stand-in's cost is not the library's.
-platform='DiagLogOut|SGPIO_DRV_common|QMX_GetProductBoardID|QMX_Get_DiagnosticPanel_Present|QMX_Scnprintf|Hal_GetSensorNameCfg|MODULE_GetDiskLocationByInstance|snoop_read_current_bios_code|dfc_fan_UpdateFanInstallState|DFC_ctl_CheckFanErrState|file_lock_write|file_unlock'
+platform='DiagLogOut|SGPIO_DRV_common|QMX_GetProductBoardID|QMX_Get_DiagnosticPanel_Present'
+platform="$platform|QMX_Scnprintf|Hal_GetSensorNameCfg|MODULE_GetDiskLocationByInstance"
+platform="$platform|snoop_read_current_bios_code|dfc_fan_UpdateFanInstallState"
+platform="$platform|DFC_ctl_CheckFanErrState|file_lock_write|file_unlock"
 
-# per <instructions in window> <in the base window> <count>
+# per <window> <base window> <functions> <count>: the functions' instructions in the window less
+# those in the base window, per item counted.
 per() {
-    echo "$1 $2 $3" | awk '{ printf "%d", ($1 - $2) / $3 + 0.5 }'
+    echo "$(incl "$1" "$3") $(incl "$2" "$3") $4" | awk '{ printf "%d", ($1 - $2) / $3 + 0.5 }'
 }
 
 echo "== machine"
 echo "cores: $(nproc); CPU: $(sed -n 's/^model name[[:space:]]*: //p' /proc/cpuinfo | head -n 1)"
-echo "kernel: $(uname -sr); compiler: $(c++ --version | head -n 1); cross: $(arm-linux-gnueabihf-g++ --version | head -n 1)"
+echo "kernel: $(uname -sr); compiler: $(c++ --version | head -n 1)"
+echo "cross: $(arm-linux-gnueabihf-g++ --version | head -n 1)"
+echo "C library: $(ldd --version | head -n 1); $(valgrind --version)"
+echo "$(qemu-arm --version | head -n 1)"
 echo "load before: $(cut -d' ' -f1-3 /proc/loadavg)"
 
 echo
@@ -61,18 +74,24 @@ for family in memory psu; do
     n=$(sed -n 's/^.*: \([0-9]*\) merges$/\1/p' "$p.stdout")
     rm=$(window "$p" "reader merges"); rb=$(window "$p" "reader marker")
     wm=$(window "$p" "writer merges"); wb=$(window "$p" "writer marker")
-    reader=$(per "$(incl "$rm" TOTAL)" "$(incl "$rb" TOTAL)" "$n")
-    readerPlatform=$(per "$(incl "$rm" "$platform")" "$(incl "$rb" "$platform")" "$n")
-    writer=$(per "$(incl "$wm" DIAG_PANEL_TRANS_postMessage)" "$(incl "$wb" DIAG_PANEL_TRANS_postMessage)" "$n")
-    writerPlatform=$(per "$(incl "$wm" "$platform")" "$(incl "$wb" "$platform")" "$n")
-    library=$((reader - readerPlatform + writer - writerPlatform))
-    echo "$family: writer $writer (platform $writerPlatform), reader $reader (platform $readerPlatform) per frame"
+    reader=$(per "$rm" "$rb" TOTAL "$n")
+    readerPlatform=$(per "$rm" "$rb" "$platform" "$n")
+    writer=$(per "$wm" "$wb" DIAG_PANEL_TRANS_postMessage "$n")
+    writerPlatform=$(per "$wm" "$wb" "$platform" "$n")
+    ownWriter=$((writer - writerPlatform))
+    ownReader=$((reader - readerPlatform))
+    library=$((ownWriter + ownReader))
+    echo "$family per frame: writer $writer (platform $writerPlatform)," \
+        "reader $reader (platform $readerPlatform)"
     echo "  the reader's costliest functions per frame (inclusive, self):"
     awk -f "$here/inclusive.awk" "$rm" | sort -rn | awk -v n="$n" 'NR > 4 && NR <= 22 {
         i = $1; s = $2; $1 = ""; $2 = ""; sub(/^  /, "")
         printf "    %6.0f %6.0f  %s\n", i / n, s / n, substr($0, 1, 70) }'
     [ "$library" -le 2000 ] && verdict=met || verdict=missed
-    echo "Instructions per SEL frame, $family merge, post to fault table|$library (writer $((writer - writerPlatform)) + reader $((reader - readerPlatform)); platform stand-in +$((writerPlatform + readerPlatform)))|<= 2000|$verdict" >>"$rows"
+    standIn=$((writerPlatform + readerPlatform))
+    row "Instructions per SEL frame, $family merge, post to fault table" \
+        "$library (writer $ownWriter + reader $ownReader; platform stand-in +$standIn)" \
+        "<= 2000" "$verdict"
 done
 
 echo
@@ -82,12 +101,16 @@ p=$work/display
 callgrind "$p" "$host/bench/bench_display_step" windows
 cycle=$(window "$p" cycle)
 crossing=$(window "$p" crossing)
-stepAll=$(per "$(incl "$cycle" DIAG_PANEL_StateProcess)" 0 3072)
-stepPlatform=$(per "$(incl "$cycle" "$platform|sleep")" 0 3072)
-crossAll=$(incl "$crossing" DIAG_PANEL_StateProcess)
-crossPlatform=$(incl "$crossing" "$platform|sleep")
-echo "instructions per step: mean $((stepAll - stepPlatform)) (+$stepPlatform panel driver and sleep), leaving a bucket $((crossAll - crossPlatform)) (+$crossPlatform)"
-echo "Display step, full table (12 x 256): instructions|mean $((stepAll - stepPlatform)); leaving a bucket $((crossAll - crossPlatform)) (panel driver stand-in +$stepPlatform)|-|-" >>"$rows"
+none=$work/none # no window: nothing to subtract
+: >"$none"
+outside="$platform|sleep" # the panel driver's stand-in and the interposed sleep
+driver=$(per "$cycle" "$none" "$outside" 3072)
+step=$(($(per "$cycle" "$none" DIAG_PANEL_StateProcess 3072) - driver))
+leaving=$(($(incl "$crossing" DIAG_PANEL_StateProcess) - $(incl "$crossing" "$outside")))
+echo "instructions per step: mean $step, leaving a bucket $leaving" \
+    "(+$driver panel driver and sleep)"
+row "Display step, full table (12 x 256): instructions" \
+    "mean $step; leaving a bucket $leaving (panel driver stand-in +$driver)" "-" "-"
 
 echo
 echo "== idle CPU, real 10-second window"
@@ -99,7 +122,8 @@ arm-linux-gnueabihf-strip -o "$work/libDiagnosticPanel.so.1" "$armhf/libDiagnost
 size=$(wc -c <"$work/libDiagnosticPanel.so.1")
 arm-linux-gnueabihf-size -A "$work/libDiagnosticPanel.so.1" | awk '$2 > 1000'
 [ "$size" -le 65536 ] && verdict=met || verdict=missed
-echo "Stripped armhf libDiagnosticPanel.so.1|$size bytes ($(echo "$size" | awk '{ printf "%.1f", $1 / 1024 }') KiB)|<= 64 KiB|$verdict" >>"$rows"
+kib=$(echo "$size" | awk '{ printf "%.1f", $1 / 1024 }')
+row "Stripped armhf libDiagnosticPanel.so.1" "$size bytes ($kib KiB)" "<= 64 KiB" "$verdict"
 run qemu-arm -L /usr/arm-linux-gnueabihf "$armhf/bench/bench_heap"
 "$host/bench/bench_heap" | grep -v '^ROW|'
 
