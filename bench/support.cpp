@@ -17,18 +17,7 @@ namespace bench {
 
 SelBytes sel(u8 sensorType, u8 sensorNumber, u8 eventDirType, u8 data1, u8 data2, u8 data3)
 {
-    SelBytes record{};
-    record[0] = 0x01; // record ID
-    record[2] = 0x02; // system event record
-    record[7] = 0x20; // generator: BMC
-    record[9] = 0x04; // event message revision
-    record[10] = sensorType;
-    record[11] = sensorNumber;
-    record[12] = eventDirType;
-    record[13] = data1;
-    record[14] = data2;
-    record[15] = data3;
-    return record;
+    return host::systemEventRecord(sensorType, sensorNumber, eventDirType, data1, data2, data3);
 }
 
 namespace {

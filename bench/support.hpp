@@ -8,13 +8,15 @@
 
 #include <diagpanel/diagpanel.h>
 
+#include "host_platform/sel_record.hpp"
+
 namespace bench {
 
 // The board every program runs on (the stand-in's default) and the handle given to the intake.
 inline constexpr u32 kBoard = 0x01030103;
 inline constexpr u32 kHalHandle = 0x5A;
 
-using SelBytes = std::array<u8, DIAG_PANEL_SEL_LEN>;
+using host::SelBytes;
 
 // A system event record (type 02h) with the fields the translators read.
 SelBytes sel(u8 sensorType, u8 sensorNumber, u8 eventDirType, u8 data1, u8 data2, u8 data3);

@@ -61,19 +61,8 @@ std::vector<std::string> CallCursor::calls() const
 SelBytes sel(u8 sensorType, u8 sensorNumber, u8 eventDirType, u8 data1, u8 data2, u8 data3,
              u8 generatorLun)
 {
-    SelBytes record{};
-    record[0] = 0x01; // record ID
-    record[2] = 0x02; // system event record
-    record[7] = 0x20; // generator: BMC
-    record[8] = generatorLun;
-    record[9] = 0x04; // event message revision
-    record[10] = sensorType;
-    record[11] = sensorNumber;
-    record[12] = eventDirType;
-    record[13] = data1;
-    record[14] = data2;
-    record[15] = data3;
-    return record;
+    return host::systemEventRecord(sensorType, sensorNumber, eventDirType, data1, data2, data3,
+                                   generatorLun);
 }
 
 int postFrame(u8 msgType, const std::vector<u8> &body, u8 severity)

@@ -11,6 +11,7 @@
 #include <diagpanel/diagpanel.h>
 
 #include "host_platform/diagpanel_host.h"
+#include "host_platform/sel_record.hpp"
 
 namespace test {
 
@@ -57,7 +58,7 @@ class CallCursor
     u32 from_;
 };
 
-using SelBytes = std::array<u8, DIAG_PANEL_SEL_LEN>;
+using host::SelBytes;
 
 // A system event record (type 02h) with the fields translators read.
 SelBytes sel(u8 sensorType, u8 sensorNumber, u8 eventDirType, u8 data1, u8 data2 = 0xFF,
