@@ -2,16 +2,16 @@
 # Prints "<inclusive> <self> <function>" per function, and "<total> <total> TOTAL" for the file.
 # A function's code inlined from other files (fi=/fe=) stays the function's: only fn= starts a new
 # one, so each function is counted whole. Calls of a function to itself are not added twice.
-function name_of(spec, kind,    id, rest) {
+function name_of(field, kind,    id, rest) {
     # "(12) name" defines id 12; "(12)" refers to it.
-    if (match(spec, /^\([0-9]+\)/)) {
-        id = substr(spec, 2, RLENGTH - 2)
-        rest = substr(spec, RLENGTH + 1)
+    if (match(field, /^\([0-9]+\)/)) {
+        id = substr(field, 2, RLENGTH - 2)
+        rest = substr(field, RLENGTH + 1)
         sub(/^ /, "", rest)
         if (rest != "") names[kind, id] = rest
         return names[kind, id]
     }
-    return spec
+    return field
 }
 /^fn=/ { fn = name_of(substr($0, 4), "fn"); in_call = 0; next }
 /^cfn=/ { callee = name_of(substr($0, 5), "fn"); next }
