@@ -35,6 +35,7 @@ diagpanel_golden(usage 2 ARGS replay events.txt)
 diagpanel_golden(help 0 ARGS replay --help)
 diagpanel_golden(decode 1 ARGS decode 0x00009d98 0x00009828 404004c8h 0xC0007807 0x00004000 0x3fffc000 zz)
 diagpanel_golden(boards 0 ARGS boards)
+diagpanel_golden(tables 0 ARGS tables)
 
 diagpanel_test(diagpanel_test tools/diagpanel_test.cpp)
 target_link_libraries(diagpanel_test PRIVATE diagpanel_replay)

@@ -33,7 +33,7 @@ endif()
 # Everything but the command line, for the tool and its tests.
 add_library(diagpanel_replay STATIC
   ${dir}/diagpanel/inputs.cpp ${dir}/diagpanel/sdr.cpp
-  ${dir}/diagpanel/replay.cpp ${dir}/diagpanel/timeline.cpp)
+  ${dir}/diagpanel/replay.cpp ${dir}/diagpanel/timeline.cpp ${dir}/diagpanel/tables.cpp)
 target_link_libraries(diagpanel_replay PUBLIC
   DiagnosticPanel diagpanel_host_support diagpanel_vclock diagpanel_toolcommon diagpanel_toolheaders)
 target_compile_options(diagpanel_replay PRIVATE ${DIAGPANEL_WARNINGS})

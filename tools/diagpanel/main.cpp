@@ -10,6 +10,7 @@
 #include "tools/common/panel_code.hpp"
 #include "tools/diagpanel/replay.hpp"
 #include "tools/diagpanel/sdr.hpp"
+#include "tools/diagpanel/tables.hpp"
 #include "translate/boards.hpp"
 
 namespace {
@@ -272,6 +273,13 @@ int main(int argc, char **argv)
 
     app.add_subcommand("boards", "List the supported product boards and their sensor-name tables.");
 
+    std::string tablesBoard;
+    CLI::App *tablesCmd = app.add_subcommand(
+        "tables", "Print what the library makes of every record and platform answer that one of "
+                  "its constant tables decides, board by board, found by putting records "
+                  "through the library.");
+    tablesCmd->add_option("--board", tablesBoard, "only this board, such as 0x01030103");
+
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &e) {
@@ -282,6 +290,15 @@ int main(int argc, char **argv)
     }
     if (decodeCmd->parsed()) {
         return decode(codes, encoding);
+    }
+    if (tablesCmd->parsed()) {
+        std::optional<unsigned long> id;
+        if (!tablesBoard.empty() && !(id = boardId(tablesBoard))) {
+            fprintf(stderr, "diagpanel: '%s' is not a board identifier: write it in hex\n",
+                    tablesBoard.c_str());
+            return kUsage;
+        }
+        return printTables(stdout, id ? std::optional<u32>(static_cast<u32>(*id)) : std::nullopt);
     }
     return boards();
 }
