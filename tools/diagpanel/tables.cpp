@@ -327,6 +327,17 @@ void printSlotNumbers(std::FILE *out)
     for (const auto &[label, renumber] : functions) {
         fprintf(out, "%s:%s\n", label, changes(renumber).c_str());
     }
+    // A null slot pointer is logged, at level 3.
+    for (const auto &[label, renumber] : functions) {
+        const u32 from = HOST_LogCount();
+        renumber(nullptr);
+        for (u32 i = from; i < HOST_LogCount(); ++i) {
+            HOST_LOG_LINE_S line{};
+            if (HOST_LogGet(i, &line) == 0) {
+                fprintf(out, "null pointer: %u %s \"%s\"\n", line.uiLevel, line.acFile, line.acText);
+            }
+        }
+    }
     // The M.2 end slots, with one card position marked at a time, as the platform marks them.
     for (const u8 mark : {u8{0x81}, u8{0x80}}) {
         Line line(out, format("DIAG_PANEL_TRANS_V5r3M2SlotNum, the card marked %02Xh", mark));
