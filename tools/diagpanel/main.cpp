@@ -161,11 +161,14 @@ int replay(const ReplayArgs &args)
     std::string heading = "diagpanel replay: board " + hex32(options.board);
     if (!args.sdr.empty()) {
         SensorNames sdr = readSdr(args.sdr, args.strict);
-        report(args.sdr, sdr.problems, sdr.problems.size(), args.strict);
-        problems += sdr.problems.size();
+        report(args.sdr, sdr.problems, sdr.unreadable, args.strict);
+        problems += sdr.unreadable;
         options.names = std::move(sdr.names);
         heading += ", sensor names from " + args.sdr + " (" + sdr.form + ", " +
                    std::to_string(options.names.size()) + ")";
+        for (const std::string &note : sdr.notes) {
+            heading += "\n    note: " + note;
+        }
         if (args.strict && problems > 0) {
             return kInputErrors;
         }

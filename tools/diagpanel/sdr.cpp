@@ -9,7 +9,7 @@ namespace {
 
 SensorNames namesOf(NameOut &out)
 {
-    return {out.form, std::move(out.names), out.shown()};
+    return {out.form, std::move(out.names), out.shown(), out.problems(), out.notes()};
 }
 
 } // namespace
