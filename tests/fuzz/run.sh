@@ -8,12 +8,23 @@
 set -u
 here=$(cd "$(dirname "$0")" && pwd)
 targets="intake translator display"
+readers="binary_sel hex_sel freeipmi_sel event_lines scenario sdr_dump sdr_elist sdr_csv"
+
+# seeds TARGET: the library's targets have a corpus each; the readers start from the tool's
+# samples and test data, every format for each (longer inputs than these add nothing).
+seeds() {
+    case " $readers " in
+    *" $1 "*) echo "-max_len=8192 $here/../../tools/diagpanel/samples $here/../tools/data" ;;
+    *) echo "$here/corpus/$1" ;;
+    esac
+}
 
 # run TARGET SECONDS CORPUS: one libFuzzer run, its output into CORPUS.log
 run() {
     mkdir -p "$3" "$dir/findings/$1"
+    # shellcheck disable=SC2046 # the seeds are words
     "$dir/$1_fuzz" -max_total_time="$2" -timeout=10 -print_final_stats=1 \
-        -artifact_prefix="$dir/findings/$1/" "$3" "$here/corpus/$1" >"$3.log" 2>&1
+        -artifact_prefix="$dir/findings/$1/" "$3" $(seeds "$1") >"$3.log" 2>&1
 }
 
 if [ "${1:-}" = --smoke ]; then
@@ -31,8 +42,8 @@ dir=$1
 seconds=$2
 failed=0
 total=0
-printf '%-11s %8s %12s %9s %8s %8s %7s  %s\n' target seconds executions exec/s edges features corpus findings
-for target in $targets; do
+printf '%-12s %8s %12s %9s %8s %8s %7s  %s\n' target seconds executions exec/s edges features corpus findings
+for target in $targets $readers; do
     run "$target" "$seconds" "$dir/corpus-$target"
     status=$?
     log="$dir/corpus-$target.log"
@@ -48,7 +59,7 @@ for target in $targets; do
         tail -n 40 "$log"
     fi
     total=$((total + ${execs:-0}))
-    printf '%-11s %8s %12s %9s %8s %8s %7s  %s\n' "$target" "$seconds" "${execs:-?}" "${rate:-?}" \
+    printf '%-12s %8s %12s %9s %8s %8s %7s  %s\n' "$target" "$seconds" "${execs:-?}" "${rate:-?}" \
         "${edges:-?}" "${features:-?}" "${corpus:-?}" "$findings"
 done
 echo "executions over the targets: $total"

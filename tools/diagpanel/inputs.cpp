@@ -119,7 +119,7 @@ std::string Item::describe() const
     switch (kind) {
     case Kind::Sel: {
         const u8 type = sel[2];
-        const unsigned id = sel[0] | sel[1] << 8;
+        const auto id = static_cast<unsigned>(sel[0] | sel[1] << 8);
         if (type >= kFirstOemTimestamped) {
             snprintf(text, sizeof text, "SEL %04x: OEM record %02Xh", id, type);
             std::string out = text;

@@ -68,7 +68,7 @@ const char *detectSdr(std::string_view head)
 
 void readCapture(InputFile &input, Format forced, ItemOut &out)
 {
-    const std::string_view head = input.fill(kDetectBytes);
+    const std::string_view head = input.fill(kDetectBytes).substr(0, kDetectBytes);
     out.format = forced == Format::Auto ? detectSel(head) : forced;
     if (out.format != Format::Binary && isBinary(head)) {
         out.problem(wholeFile(out),
@@ -114,7 +114,7 @@ void readCapture(const std::string &path, Format forced, ItemOut &out)
 
 void readSdr(InputFile &input, NameOut &out)
 {
-    out.form = detectSdr(input.fill(kDetectBytes));
+    out.form = detectSdr(input.fill(kDetectBytes).substr(0, kDetectBytes));
     Lines lines(input, out);
     if (out.form == std::string_view("sdr dump")) {
         readSdrDump(input, out);

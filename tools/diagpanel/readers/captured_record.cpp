@@ -20,8 +20,8 @@ bool addRecord(ItemOut &out, const Source &source, const u8 *record, bool manufa
     item.kind = Item::Kind::Sel;
     item.source = source;
     std::copy_n(record, item.sel.size(), item.sel.begin());
-    const u32 stamp =
-        record[3] | record[4] << 8 | record[5] << 16 | static_cast<u32>(record[6]) << 24;
+    const u32 stamp = static_cast<u32>(record[3] | record[4] << 8 | record[5] << 16) |
+                      static_cast<u32>(record[6]) << 24;
     // A record keeps its own time, unless it has none: FFFFFFFFh, or an OEM record without one.
     item.timing = type >= kFirstOemPlain || stamp == 0xFFFFFFFFu ? Timing::AfterPrevious
                                                                  : Timing::SelTimestamp;
