@@ -1,5 +1,6 @@
 #include "host_platform/virtual_clock.hpp"
 
+#include <atomic>
 #include <condition_variable>
 #include <cstring>
 #include <ctime>
@@ -9,13 +10,20 @@
 
 namespace {
 
+// A step hands the turn from the program to the display thread and back. Each side first spins
+// this many times on the other's counter before it blocks: a program that steps the display
+// thousands of times a second (a replay) then pays no wake-up, one that does not, a few
+// microseconds a step.
+constexpr int kSpins = 2000; // about 50 us on the build machine
+
 struct Clock {
     std::mutex mutex;
     std::condition_variable changed;
-    unsigned long long parks = 0;    // sleeps begun
-    unsigned long long releases = 0; // sleeps let go
-    unsigned long long resumed = 0;  // sleeps returned to their caller
-    unsigned requested = 0;          // seconds of the newest sleep
+    // Changed under the mutex; read without it while spinning.
+    std::atomic<unsigned long long> parks = 0;    // sleeps begun
+    std::atomic<unsigned long long> releases = 0; // sleeps let go
+    unsigned long long resumed = 0;               // sleeps returned to their caller
+    unsigned requested = 0;                       // seconds of the newest sleep
     unsigned long long now = 0;
 };
 
@@ -33,6 +41,20 @@ bool inDisplayThread()
     return strncmp(name, "DIAG_PANEL_Disp", 15) == 0;
 }
 
+// Spins until `done` holds or the spins run out; true when it holds.
+template <typename Done> bool spinUntil(Done done)
+{
+    for (int i = 0; i < kSpins; ++i) {
+        if (done()) {
+            return true;
+        }
+#if defined(__x86_64__) || defined(__i386__)
+        __builtin_ia32_pause();
+#endif
+    }
+    return false;
+}
+
 } // namespace
 
 extern "C" unsigned int sleep(unsigned int seconds)
@@ -48,7 +70,11 @@ extern "C" unsigned int sleep(unsigned int seconds)
     const unsigned long long ticket = ++c.parks;
     c.requested = seconds;
     c.changed.notify_all();
-    c.changed.wait(lock, [&] { return c.releases >= ticket; });
+    lock.unlock();
+    const auto released = [&] { return c.releases >= ticket; };
+    spinUntil(released);
+    lock.lock();
+    c.changed.wait(lock, released);
     ++c.resumed;
     c.changed.notify_all();
     return 0;
@@ -59,8 +85,10 @@ namespace vclock {
 unsigned waitParked(std::chrono::milliseconds timeout)
 {
     Clock &c = virtualClock();
+    const auto isParked = [&] { return c.parks > c.releases; };
+    spinUntil(isParked);
     std::unique_lock lock(c.mutex);
-    const bool parked = c.changed.wait_for(lock, timeout, [&] { return c.parks > c.releases; });
+    const bool parked = c.changed.wait_for(lock, timeout, isParked);
     return parked ? c.requested : 0;
 }
 
