@@ -20,6 +20,7 @@ using namespace diagpanel;
 
 constexpr int kInputErrors = 1;
 constexpr int kUsage = 2;
+constexpr std::size_t kBatch = 256; // inputs in flight in the library's intake at once
 
 std::string hex32(u32 value)
 {
@@ -175,6 +176,7 @@ int replay(const ReplayArgs &args)
     }
     options.severity = args.level ? std::optional<u8>(static_cast<u8>(*args.level)) : std::nullopt;
     options.listInputs = args.inputs;
+    options.batch = kBatch;
 
     // Each input is read twice, so that memory does not grow with its size: once for its format,
     // problems and count, then item by item into the replay.
