@@ -1,6 +1,8 @@
 #include "tools/diagpanel/replay.hpp"
 
 #include <algorithm>
+#include <atomic>
+#include <sched.h>
 #include <condition_variable>
 #include <cstdlib>
 #include <cstring>
@@ -26,6 +28,9 @@ constexpr std::size_t kMaxPeriod = 512;  // display steps in the longest cycle l
 constexpr std::size_t kSettleSteps = 8;  // after an input, before a cycle may be skipped
 constexpr std::size_t kTailSteps = 4096; // at the end, the longest wait for a steady cycle
 constexpr u32 kWaitMs = 10000;
+// Yields while waiting for the intake before sleeping on it: the wake-up of a sleeping thread
+// costs more than the few frames in flight take.
+constexpr int kSpins = 1000;
 
 // Markers: display events of a type the intake refuses with a warning that names it. Once a
 // marker's line is logged, every frame posted before it has been taken.
@@ -40,7 +45,7 @@ struct Collected {
     std::condition_variable marked;
     std::vector<HOST_LOG_LINE_S> lines;
     std::deque<Effects> effects;
-    u32 lastMarker = 0;
+    std::atomic<u32> lastMarker = 0; // changed under the mutex, read without it while spinning
 };
 Collected &collected()
 {
@@ -226,10 +231,13 @@ u32 Replay::postMarker()
 std::deque<Effects> Replay::waitFor(u32 marker)
 {
     Collected &c = collected();
+    const auto marked = [&] { return c.lastMarker == marker; };
+    for (int spin = 0; marker != 0 && spin < kSpins && !marked(); ++spin) {
+        sched_yield();
+    }
     std::unique_lock lock(c.mutex);
     if (marker != 0) {
-        c.marked.wait_for(lock, std::chrono::milliseconds(kWaitMs),
-                          [&] { return c.lastMarker == marker; });
+        c.marked.wait_for(lock, std::chrono::milliseconds(kWaitMs), marked);
     }
     return std::exchange(c.effects, {});
 }
