@@ -57,7 +57,8 @@ InputFile InputFile::memory(std::string_view bytes, std::size_t piece)
 }
 
 InputFile::InputFile(int fd, std::string_view memory, std::size_t piece)
-    : fd_(fd), memory_(memory), piece_(piece), buffer_(kBuffer, '\0')
+    : fd_(fd), memory_(memory), piece_(piece),
+      buffer_(fd >= 0 ? kBuffer : std::min(kBuffer, std::max(kLeast, memory.size())), '\0')
 {
 }
 
@@ -97,13 +98,13 @@ std::size_t InputFile::readMore(char *into, std::size_t room)
 
 std::string_view InputFile::fill(std::size_t want)
 {
-    want = std::min(want, kBuffer);
+    want = std::min(want, buffer_.size());
     if (end_ - begin_ < want && !ended_) {
         std::memmove(buffer_.data(), buffer_.data() + begin_, end_ - begin_);
         end_ -= begin_;
         begin_ = 0;
         while (end_ < want && !ended_) {
-            const std::size_t n = readMore(buffer_.data() + end_, kBuffer - end_);
+            const std::size_t n = readMore(buffer_.data() + end_, buffer_.size() - end_);
             ended_ = n == 0;
             end_ += n;
         }

@@ -13,7 +13,8 @@ namespace diagpanel {
 class InputFile
 {
   public:
-    static constexpr std::size_t kBuffer = 64 * 1024;
+    static constexpr std::size_t kBuffer = 64 * 1024; // a file's
+    static constexpr std::size_t kLeast = 8 * 1024;   // bytes in memory: enough for any want
 
     // Opens a regular file; nullopt with why (from "cannot be read: ...") otherwise.
     static std::optional<InputFile> open(const std::string &path, std::string &why);
@@ -25,7 +26,7 @@ class InputFile
     InputFile(const InputFile &) = delete;
     ~InputFile();
 
-    // At least `want` bytes (at most kBuffer) unless the input ends first, not consumed.
+    // At least `want` bytes (at most kLeast) unless the input ends first, not consumed.
     std::string_view fill(std::size_t want);
     void consume(std::size_t count);
     std::size_t offset() const { return offset_; }      // of the first byte not consumed
