@@ -67,7 +67,7 @@ test-fuzz:
 	else echo "fuzz smoke pass skipped: no clang"; fi
 
 fuzz: build-fuzz
-	tests/fuzz/run.sh build/fuzz/tests/fuzz $(FUZZ_SECONDS)
+	tests/fuzz/run.sh build/fuzz/tests/fuzz $(FUZZ_SECONDS) $(FUZZ_TARGETS)
 
 # Longer runs than make test's: the storm at full size (4 producers x STORM_FRAMES) under
 # AddressSanitizer and ThreadSanitizer, and DEINIT_ROUNDS tear-downs of a blocked reader.
