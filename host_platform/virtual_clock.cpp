@@ -1,26 +1,20 @@
 #include "host_platform/virtual_clock.hpp"
+#include "host_platform/yield_wait.hpp"
 
 #include <atomic>
 #include <condition_variable>
 #include <cstring>
 #include <ctime>
 #include <mutex>
-#include <sched.h>
 #include <sys/prctl.h>
 #include <unistd.h>
 
 namespace {
 
-// A step hands the turn from the program to the display thread and back. Each side first yields
-// this many times, watching the other's counter, before it sleeps: a program that steps the
-// display thousands of times a second (a replay) then pays no wake-up (tens of microseconds on a
-// virtual machine), and the other threads still get the processor.
-constexpr int kSpins = 1000;
-
 struct Clock {
     std::mutex mutex;
     std::condition_variable changed;
-    // Changed under the mutex; read without it while spinning.
+    // Changed under the mutex; read without it while yielding.
     std::atomic<unsigned long long> parks = 0;    // sleeps begun
     std::atomic<unsigned long long> releases = 0; // sleeps let go
     unsigned long long resumed = 0;               // sleeps returned to their caller
@@ -42,18 +36,6 @@ bool inDisplayThread()
     return strncmp(name, "DIAG_PANEL_Disp", 15) == 0;
 }
 
-// Yields until `done` holds or the turns run out; true when it holds.
-template <typename Done> bool spinUntil(Done done)
-{
-    for (int i = 0; i < kSpins; ++i) {
-        if (done()) {
-            return true;
-        }
-        sched_yield();
-    }
-    return false;
-}
-
 } // namespace
 
 extern "C" unsigned int sleep(unsigned int seconds)
@@ -71,7 +53,7 @@ extern "C" unsigned int sleep(unsigned int seconds)
     c.changed.notify_all();
     lock.unlock();
     const auto released = [&] { return c.releases >= ticket; };
-    spinUntil(released);
+    host::yieldUntil(released); // a step hands the turn back soon
     lock.lock();
     c.changed.wait(lock, released);
     ++c.resumed;
@@ -85,7 +67,7 @@ unsigned waitParked(std::chrono::milliseconds timeout)
 {
     Clock &c = virtualClock();
     const auto isParked = [&] { return c.parks > c.releases; };
-    spinUntil(isParked);
+    host::yieldUntil(isParked);
     std::unique_lock lock(c.mutex);
     const bool parked = c.changed.wait_for(lock, timeout, isParked);
     return parked ? c.requested : 0;

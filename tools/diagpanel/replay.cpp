@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <sched.h>
 #include <condition_variable>
 #include <cstdlib>
 #include <cstring>
@@ -14,6 +13,7 @@
 #include <platform/platform.h>
 
 #include "host_platform/diagpanel_host.h"
+#include "host_platform/yield_wait.hpp"
 #include "host_platform/virtual_clock.hpp"
 #include "tools/common/private_var.hpp"
 
@@ -28,9 +28,6 @@ constexpr std::size_t kMaxPeriod = 512;  // display steps in the longest cycle l
 constexpr std::size_t kSettleSteps = 8;  // after an input, before a cycle may be skipped
 constexpr std::size_t kTailSteps = 4096; // at the end, the longest wait for a steady cycle
 constexpr u32 kWaitMs = 10000;
-// Yields while waiting for the intake before sleeping on it: the wake-up of a sleeping thread
-// costs more than the few frames in flight take.
-constexpr int kSpins = 1000;
 
 // Markers: display events of a type the intake refuses with a warning that names it. Once a
 // marker's line is logged, every frame posted before it has been taken.
@@ -232,8 +229,8 @@ std::deque<Effects> Replay::waitFor(u32 marker)
 {
     Collected &c = collected();
     const auto marked = [&] { return c.lastMarker == marker; };
-    for (int spin = 0; marker != 0 && spin < kSpins && !marked(); ++spin) {
-        sched_yield();
+    if (marker != 0) {
+        host::yieldUntil(marked); // the intake takes a few frames faster than a wake-up
     }
     std::unique_lock lock(c.mutex);
     if (marker != 0) {
