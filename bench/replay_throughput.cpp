@@ -15,7 +15,7 @@
 #include <unistd.h>
 #include <vector>
 
-#include "host_platform/sel_record.hpp"
+#include "host_support/frames.hpp"
 
 namespace {
 

@@ -13,12 +13,12 @@
 // one frame's cost on that side. Outside callgrind the dump requests do nothing.
 #include <atomic>
 #include <cstdio>
-#include <cstring>
 
 #include <valgrind/callgrind.h>
 
 #include "bench/support.hpp"
 #include "host_platform/diagpanel_host.h"
+#include "host_support/intake.hpp"
 
 namespace {
 
@@ -27,7 +27,7 @@ std::atomic<const char *> g_readerWindow{"reader"};
 // Runs in the intake thread, under the stand-in's lock, for every line the library logs.
 void dumpReaderAtMarker(const HOST_LOG_LINE_S *line, void *)
 {
-    if (strncmp(line->acText, "Unknown event type: ", 20) == 0) {
+    if (host::isDrainMarker(line->acText)) {
         CALLGRIND_DUMP_STATS_AT(g_readerWindow.load());
     }
 }

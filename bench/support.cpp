@@ -11,14 +11,10 @@
 #include <sys/resource.h>
 
 #include "host_platform/diagpanel_host.h"
-#include "tools/common/private_var.hpp"
+#include "host_support/intake.hpp"
+#include "host_support/private_var.hpp"
 
 namespace bench {
-
-SelBytes sel(u8 sensorType, u8 sensorNumber, u8 eventDirType, u8 data1, u8 data2, u8 data3)
-{
-    return host::systemEventRecord(sensorType, sensorNumber, eventDirType, data1, data2, data3);
-}
 
 namespace {
 
@@ -31,13 +27,14 @@ void namePsu()
 
 const Family &memoryFamily()
 {
-    static const Family family{"memory", sel(0x0C, 0x60, 0x6F, 0xA1, 0x00, 0x60), 4, nullptr};
+    static const Family family{
+        "memory", host::systemEventRecord(0x0C, 0x60, 0x6F, 0xA1, 0x00, 0x60), 4, nullptr};
     return family;
 }
 
 const Family &psuFamily()
 {
-    static const Family family{"psu", sel(0x08, 0x30, 0x6F, 0x01, 0xFF, 0xFF), 4, namePsu};
+    static const Family family{"psu", host::systemEventRecord(0x08, 0x30, 0x6F, 0x01), 4, namePsu};
     return family;
 }
 
@@ -74,7 +71,7 @@ SelFrame selFrame(const Family &family)
 
 void isolate(const char *program)
 {
-    if (!tools::usePrivateVar()) {
+    if (!host::usePrivateVar()) {
         fprintf(stderr, "%s: needs root for a private /var (mount namespace)\n", program);
         exit(1);
     }
@@ -109,18 +106,8 @@ void assertEveryEntry(u32 mask)
 
 void drainIntake()
 {
-    static u32 marker = 0xBE000000;
-    ++marker;
-    u32 words[(sizeof(DIAG_PANEL_PIPE_MSG_S) + DIAG_PANEL_EVENT_LEN) / sizeof(u32)] = {};
-    auto *frame = reinterpret_cast<DIAG_PANEL_PIPE_MSG_S *>(words);
-    frame->ucMsgType = DIAG_PANEL_MSG_TYPE_EVENT;
-    frame->uiLen = DIAG_PANEL_EVENT_LEN;
-    memcpy(frame->aucBuf, &marker, sizeof marker);
-    char text[48];
-    snprintf(text, sizeof text, "Unknown event type: %#x", marker);
-    const u32 from = HOST_LogCount();
-    if (DIAG_PANEL_TRANS_postMessage(frame) != 0 || HOST_LogWait(from, text, 60000) < 0) {
-        fprintf(stderr, "the intake did not take the marker %#x\n", marker);
+    if (!host::drainIntake(60000)) {
+        fprintf(stderr, "the intake did not take a drain marker\n");
         exit(1);
     }
 }

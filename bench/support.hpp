@@ -8,7 +8,7 @@
 
 #include <diagpanel/diagpanel.h>
 
-#include "host_platform/sel_record.hpp"
+#include "host_support/frames.hpp"
 
 namespace bench {
 
@@ -17,9 +17,6 @@ inline constexpr u32 kBoard = 0x01030103;
 inline constexpr u32 kHalHandle = 0x5A;
 
 using host::SelBytes;
-
-// A system event record (type 02h) with the fields the translators read.
-SelBytes sel(u8 sensorType, u8 sensorNumber, u8 eventDirType, u8 data1, u8 data2, u8 data3);
 
 // A SEL record family as the benchmarks post it: a name for the table, the record, its severity
 // code, and what the stand-in platform must know to translate it.
@@ -60,8 +57,7 @@ inline constexpr u32 kEntriesPerBucket = 256;
 inline constexpr u32 kFullTable = DIAG_PANEL_FAULT_TYPE_NUM * kEntriesPerBucket;
 void assertEveryEntry(u32 mask);
 
-// Waits until the intake has taken every frame posted before: posts an event type that the
-// dispatch refuses with one log line, and waits for that line. Exits on failure.
+// Waits until the intake has taken every frame posted before (host::drainIntake); exits on failure.
 void drainIntake();
 
 // Monotonic seconds.

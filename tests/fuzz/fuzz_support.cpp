@@ -4,14 +4,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <sched.h>
-#include <sys/mount.h>
 #include <vector>
 
 #include <diagpanel/diagpanel.h>
 
 #include "display/display_state.hpp"
 #include "host_platform/diagpanel_host.h"
+#include "host_support/private_var.hpp"
 #include "platform/platform.h"
 #include "translate/boards.hpp"
 
@@ -19,9 +18,7 @@ namespace fuzz {
 
 void setUpProcess()
 {
-    if (unshare(CLONE_NEWNS) != 0 ||
-        mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-        mount("tmpfs", "/var", "tmpfs", 0, "size=4m,mode=0755") != 0) {
+    if (!host::usePrivateVar()) {
         fprintf(stderr, "fuzz targets need root for a private /var (mount namespace)\n");
         abort();
     }

@@ -1,6 +1,5 @@
 #include "tests/support/harness.hpp"
 
-#include <atomic>
 #include <dirent.h>
 #include <cstring>
 
@@ -55,83 +54,6 @@ std::vector<std::string> CallCursor::calls() const
             out.emplace_back(line);
         }
     }
-    return out;
-}
-
-SelBytes sel(u8 sensorType, u8 sensorNumber, u8 eventDirType, u8 data1, u8 data2, u8 data3,
-             u8 generatorLun)
-{
-    return host::systemEventRecord(sensorType, sensorNumber, eventDirType, data1, data2, data3,
-                                   generatorLun);
-}
-
-int postFrame(u8 msgType, const std::vector<u8> &body, u8 severity)
-{
-    // Words, so the frame's header is aligned as a caller's would be.
-    std::vector<u32> buffer((sizeof(DIAG_PANEL_PIPE_MSG_S) + body.size() + 3) / 4);
-    auto *frame = reinterpret_cast<DIAG_PANEL_PIPE_MSG_S *>(buffer.data());
-    frame->ucMsgType = msgType;
-    frame->ucSelLevel = severity;
-    frame->uiLen = static_cast<u32>(body.size());
-    memcpy(frame->aucBuf, body.data(), body.size());
-    return DIAG_PANEL_TRANS_postMessage(frame);
-}
-
-int postSel(const SelBytes &record, u8 severity)
-{
-    return postFrame(DIAG_PANEL_MSG_TYPE_SEL, {record.begin(), record.end()}, severity);
-}
-
-int postEvent(u32 type, u8 percent)
-{
-    std::vector<u8> body(DIAG_PANEL_EVENT_LEN, 0);
-    memcpy(body.data(), &type, sizeof type);
-    body[4] = percent;
-    return postFrame(DIAG_PANEL_MSG_TYPE_EVENT, body);
-}
-
-bool waitForLine(u32 from, const std::string &text)
-{
-    for (;;) {
-        const int found = HOST_LogWait(from, text.c_str(), 10000);
-        if (found < 0) {
-            return false;
-        }
-        HOST_LOG_LINE_S line{};
-        if (HOST_LogGet(static_cast<u32>(found), &line) == 0 && text == line.acText) {
-            return true;
-        }
-        from = static_cast<u32>(found) + 1; // a longer line that merely contains the text
-    }
-}
-
-bool drainIntake()
-{
-    // An event type the dispatch refuses is logged with its number and changes nothing: it makes
-    // a marker that the intake reaches only after everything posted before it.
-    static std::atomic<u32> next{0xD7A10000};
-    const u32 marker = next++;
-    const u32 from = HOST_LogCount();
-    if (postEvent(marker) != 0) {
-        return false;
-    }
-    char text[64];
-    snprintf(text, sizeof text, "Unknown event type: %#x", marker);
-    return waitForLine(from, text);
-}
-
-std::vector<Entry> tableSnapshot()
-{
-    std::vector<Entry> out;
-    pthread_mutex_lock(&g_HashMutex);
-    for (u32 bucket = 0; g_stHashHandle.ppstList != nullptr && bucket < g_stHashHandle.uiListNum;
-         ++bucket) {
-        for (const DIAG_PANEL_NODE_S *node = g_stHashHandle.ppstList[bucket]; node != nullptr;
-             node = node->pstNext) {
-            out.push_back({bucket, node->stMsg, node->ucDisplayed});
-        }
-    }
-    pthread_mutex_unlock(&g_HashMutex);
     return out;
 }
 

@@ -1,6 +1,5 @@
-// What tests share: the stand-in's log and panel read back as C++ values, SEL records and display
-// events posted through the real pipe, a barrier that waits until the intake has taken everything
-// posted before it, and a snapshot of the fault table.
+// What tests share: the stand-in's log and panel read back as C++ values, and, from the host
+// support library, records posted through the real pipe, the intake barrier and table snapshots.
 #pragma once
 
 #include <array>
@@ -11,7 +10,9 @@
 #include <diagpanel/diagpanel.h>
 
 #include "host_platform/diagpanel_host.h"
-#include "host_platform/sel_record.hpp"
+#include "host_support/frames.hpp"
+#include "host_support/intake.hpp"
+#include "host_support/table.hpp"
 
 namespace test {
 
@@ -58,30 +59,22 @@ class CallCursor
     u32 from_;
 };
 
+using host::drainIntake;
+using host::postEvent;
+using host::postFrame;
+using host::postSel;
 using host::SelBytes;
+using host::waitForLine;
+using Entry = host::TableEntry;
+using host::tableSnapshot;
 
 // A system event record (type 02h) with the fields translators read.
-SelBytes sel(u8 sensorType, u8 sensorNumber, u8 eventDirType, u8 data1, u8 data2 = 0xFF,
-             u8 data3 = 0xFF, u8 generatorLun = 0);
-
-// Posts through DIAG_PANEL_TRANS_postMessage; returns its result.
-int postSel(const SelBytes &record, u8 severity);
-int postEvent(u32 type, u8 percent = 0);
-int postFrame(u8 msgType, const std::vector<u8> &body, u8 severity = 0);
-
-// Waits until exactly this line has been logged at or after line `from`; false on timeout.
-bool waitForLine(u32 from, const std::string &text);
-
-// Waits until the intake thread has taken every frame posted before; false on timeout.
-bool drainIntake();
-
-// One table entry as the table holds it.
-struct Entry {
-    u32 bucket;
-    DIAG_PANEL_MSG_S msg;
-    u8 displayed;
-};
-std::vector<Entry> tableSnapshot();
+constexpr SelBytes sel(u8 sensorType, u8 sensorNumber, u8 eventDirType, u8 data1, u8 data2 = 0xFF,
+                       u8 data3 = 0xFF, u8 generatorLun = 0)
+{
+    return host::systemEventRecord(sensorType, sensorNumber, eventDirType, data1, data2, data3,
+                                   generatorLun);
+}
 
 // Threads and open descriptors of this process, from /proc.
 int threadCount();

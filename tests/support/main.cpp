@@ -3,24 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <sched.h>
-#include <sys/mount.h>
 
-namespace {
-
-bool privateVar()
-{
-    return unshare(CLONE_NEWNS) == 0 &&
-           mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-           mount("tmpfs", "/var", "tmpfs", 0, "size=4m,mode=0755") == 0;
-}
-
-} // namespace
+#include "host_support/private_var.hpp"
 
 int main(int argc, char **argv)
 {
-    if (!privateVar()) {
-        fprintf(stderr, "tests need root for a private /var (mount namespace); none here\n");
+    if (!host::usePrivateVar()) {
+        fprintf(stderr, "tests need a private /var (a mount namespace); none here\n");
         return 1;
     }
     testing::InitGoogleTest(&argc, argv);

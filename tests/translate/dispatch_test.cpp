@@ -117,9 +117,9 @@ TEST_F(DispatchTest, BodyLengthsAreComparedAsEightBits)
     long272.resize(272, 0xEE);
     const test::LogCursor log;
     ASSERT_EQ(test::postFrame(DIAG_PANEL_MSG_TYPE_SEL, long272, 4), 0);
-    ASSERT_EQ(test::postFrame(DIAG_PANEL_MSG_TYPE_SEL, {record.begin(), record.end() - 1}, 4), 0);
+    ASSERT_EQ(test::postFrame(DIAG_PANEL_MSG_TYPE_SEL, std::span(record).first(15), 4), 0);
     ASSERT_EQ(test::postFrame(DIAG_PANEL_MSG_TYPE_EVENT, std::vector<u8>(13, 0)), 0);
-    ASSERT_EQ(test::postFrame(DIAG_PANEL_MSG_TYPE_EVENT, {4, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}), 0);
+    ASSERT_EQ(test::postFrame(DIAG_PANEL_MSG_TYPE_EVENT, std::array<u8, 12>{4}), 0);
     ASSERT_TRUE(test::drainIntake());
     EXPECT_TRUE(hasEntry(4, 0x15)) << "a 272-byte body passes as 16 and its first 16 bytes count";
     std::vector<test::LogLine> lines = log.lines();

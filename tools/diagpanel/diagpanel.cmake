@@ -25,7 +25,7 @@ endif()
 
 set(dir ${PROJECT_SOURCE_DIR}/tools)
 if(NOT TARGET diagpanel_toolcommon)
-  add_library(diagpanel_toolcommon STATIC ${dir}/common/panel_code.cpp ${dir}/common/private_var.cpp)
+  add_library(diagpanel_toolcommon STATIC ${dir}/common/panel_code.cpp)
   target_include_directories(diagpanel_toolcommon PUBLIC ${PROJECT_SOURCE_DIR})
   target_compile_options(diagpanel_toolcommon PRIVATE ${DIAGPANEL_WARNINGS})
 endif()
@@ -38,7 +38,7 @@ include(${dir}/diagpanel/readers/readers.cmake)
 add_library(diagpanel_replay STATIC
   ${dir}/diagpanel/sdr.cpp ${dir}/diagpanel/replay.cpp ${dir}/diagpanel/timeline.cpp)
 target_link_libraries(diagpanel_replay PUBLIC diagpanel_readers
-  DiagnosticPanel diagpanel_host diagpanel_vclock diagpanel_toolcommon diagpanel_toolheaders)
+  DiagnosticPanel diagpanel_host_support diagpanel_vclock diagpanel_toolcommon diagpanel_toolheaders)
 target_compile_options(diagpanel_replay PRIVATE ${DIAGPANEL_WARNINGS})
 
 # The board listing reads the library's own board tables, compiled from the same source.

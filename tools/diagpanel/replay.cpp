@@ -15,7 +15,7 @@
 #include "host_platform/diagpanel_host.h"
 #include "host_platform/yield_wait.hpp"
 #include "host_platform/virtual_clock.hpp"
-#include "tools/common/private_var.hpp"
+#include "host_support/private_var.hpp"
 
 namespace diagpanel {
 
@@ -183,7 +183,7 @@ Replay::Replay(ReplayOptions options, std::vector<Sink *> sinks)
 
 bool Replay::start(std::string &why)
 {
-    const bool privateVar = tools::usePrivateVar();
+    const bool privateVar = host::usePrivateVar();
     HOST_LogEcho(0);
     HOST_SetBoardId(options_.board);
     for (const auto &[number, name] : options_.names) {

@@ -1,16 +1,18 @@
-// A 16-byte IPMI system event record (record type 02h) as a BMC logs it, for host programs that
-// post records to the library: tests, benchmarks and tools.
+// SPDX-License-Identifier: Apache-2.0
+// SEL records and pipe frames as a firmware producer builds and posts them.
 #pragma once
 
 #include <array>
+#include <span>
 
-#include <diagpanel/types.h>
+#include <diagpanel/diagpanel.h>
 
 namespace host {
 
 using SelBytes = std::array<u8, DIAG_PANEL_SEL_LEN>;
 
-// The fields the translators read; the rest as a BMC's own sensor would fill them.
+// A 16-byte IPMI system event record (type 02h): the fields the translators read, the rest as a
+// BMC's own sensor fills them.
 constexpr SelBytes systemEventRecord(u8 sensorType, u8 sensorNumber, u8 eventDirType, u8 data1,
                                      u8 data2 = 0xFF, u8 data3 = 0xFF, u8 generatorLun = 0)
 {
@@ -28,5 +30,11 @@ constexpr SelBytes systemEventRecord(u8 sensorType, u8 sensorNumber, u8 eventDir
     record[15] = data3;
     return record;
 }
+
+// Posts a frame of this type and body through DIAG_PANEL_TRANS_postMessage, its header aligned as
+// a caller's would be; returns the library's result.
+int postFrame(u8 msgType, std::span<const u8> body, u8 severity = 0);
+int postSel(const SelBytes &record, u8 severity);
+int postEvent(u32 type, u8 percent = 0);
 
 } // namespace host

@@ -1,4 +1,5 @@
-#include "tools/common/private_var.hpp"
+// SPDX-License-Identifier: Apache-2.0
+#include "host_support/private_var.hpp"
 
 #include <cstdio>
 #include <fcntl.h>
@@ -6,7 +7,7 @@
 #include <sys/mount.h>
 #include <unistd.h>
 
-namespace tools {
+namespace host {
 
 namespace {
 
@@ -51,4 +52,4 @@ bool usePrivateVar()
            mount("tmpfs", "/var", "tmpfs", 0, "size=4m,mode=0755") == 0;
 }
 
-} // namespace tools
+} // namespace host
