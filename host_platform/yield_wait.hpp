@@ -24,7 +24,7 @@ template <typename Done> bool yieldUntil(Done done)
     using Clock = std::chrono::steady_clock;
     constexpr auto kLongest = std::chrono::microseconds(50);
     constexpr auto kBusy = std::chrono::microseconds(1000); // a yield this long: others ran
-    constexpr auto kCalm = std::chrono::milliseconds(100); // before yielding again
+    constexpr auto kCalm = std::chrono::milliseconds(100);  // before yielding again
     Clock::time_point now = Clock::now();
     if (now.time_since_epoch().count() < busyUntil().load(std::memory_order_relaxed)) {
         return done();
