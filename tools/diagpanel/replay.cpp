@@ -42,7 +42,7 @@ struct Collected {
     std::condition_variable marked;
     std::vector<HOST_LOG_LINE_S> lines;
     std::deque<Effects> effects;
-    std::atomic<u32> lastMarker = 0; // changed under the mutex, read without it while spinning
+    std::atomic<u32> lastMarker = 0; // changed under the mutex, read without it while yielding
 };
 Collected &collected()
 {
