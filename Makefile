@@ -39,19 +39,21 @@ demo: build-host
 	  --sdr tools/diagpanel/samples/sdr-elist.txt tools/diagpanel/samples/boot-and-faults.scn
 	@echo "drawn into build/host/demo.svg"
 
-# What the library costs, printed as a table (kept in BENCHMARKS.md): host programs in build/bench,
-# the target's library and heap figure in build/bench-armhf. A few minutes.
+# What the library and the tool's replay cost, printed as a table (kept in BENCHMARKS.md): host
+# programs and the tool in build/bench, the target's library and heap figure in
+# build/bench-armhf. A few minutes.
 BENCH_CONFIG := -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DDIAGPANEL_TESTS=OFF \
                 -DDIAGPANEL_TOOLS=OFF -DDIAGPANEL_BENCH=ON
 bench: deps
-	cmake -S . -B build/bench $(BENCH_CONFIG) >/dev/null
+	cmake -S . -B build/bench $(BENCH_CONFIG) -DDIAGPANEL_TOOLS=ON >/dev/null
 	cmake --build build/bench
 	cmake -S . -B build/bench-armhf --toolchain cmake/armhf.cmake $(BENCH_CONFIG) >/dev/null
 	cmake --build build/bench-armhf
 	bench/run.sh build/bench build/bench-armhf
 
 # The fuzz targets (tests/fuzz): libFuzzer wants clang, so they have a build of their own, with the
-# library's objects instrumented for coverage there alone. make fuzz runs each for FUZZ_SECONDS.
+# library's objects instrumented for coverage there alone. make fuzz runs each for FUZZ_SECONDS
+# (FUZZ_TARGETS="hex_sel scenario" runs those alone).
 FUZZ_CONFIG := -G Ninja -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
                -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_FLAGS=-fsanitize=fuzzer-no-link \
                -DDIAGPANEL_SANITIZE=address -DDIAGPANEL_TESTS=OFF -DDIAGPANEL_TOOLS=OFF \
@@ -67,7 +69,7 @@ test-fuzz:
 	else echo "fuzz smoke pass skipped: no clang"; fi
 
 fuzz: build-fuzz
-	tests/fuzz/run.sh build/fuzz/tests/fuzz $(FUZZ_SECONDS)
+	tests/fuzz/run.sh build/fuzz/tests/fuzz $(FUZZ_SECONDS) $(FUZZ_TARGETS)
 
 # Longer runs than make test's: the storm at full size (4 producers x STORM_FRAMES) under
 # AddressSanitizer and ThreadSanitizer, and DEINIT_ROUNDS tear-downs of a blocked reader.

@@ -117,6 +117,10 @@ echo "== idle CPU, real 10-second window"
 run "$host/bench/bench_idle_cpu"
 
 echo
+echo "== diagpanel replay throughput and peak memory (65,535 records, median of 5 runs)"
+run "$host/bench/bench_replay" "$host/tools/diagpanel"
+
+echo
 echo "== size and heap on armhf"
 arm-linux-gnueabihf-strip -o "$work/libDiagnosticPanel.so.1" "$armhf/libDiagnosticPanel.so.1"
 size=$(wc -c <"$work/libDiagnosticPanel.so.1")

@@ -1,5 +1,7 @@
 #include "host_platform/virtual_clock.hpp"
+#include "host_platform/yield_wait.hpp"
 
+#include <atomic>
 #include <condition_variable>
 #include <cstring>
 #include <ctime>
@@ -12,10 +14,11 @@ namespace {
 struct Clock {
     std::mutex mutex;
     std::condition_variable changed;
-    unsigned long long parks = 0;    // sleeps begun
-    unsigned long long releases = 0; // sleeps let go
-    unsigned long long resumed = 0;  // sleeps returned to their caller
-    unsigned requested = 0;          // seconds of the newest sleep
+    // Changed under the mutex; read without it while yielding.
+    std::atomic<unsigned long long> parks = 0;    // sleeps begun
+    std::atomic<unsigned long long> releases = 0; // sleeps let go
+    unsigned long long resumed = 0;               // sleeps returned to their caller
+    unsigned requested = 0;                       // seconds of the newest sleep
     unsigned long long now = 0;
 };
 
@@ -48,7 +51,11 @@ extern "C" unsigned int sleep(unsigned int seconds)
     const unsigned long long ticket = ++c.parks;
     c.requested = seconds;
     c.changed.notify_all();
-    c.changed.wait(lock, [&] { return c.releases >= ticket; });
+    lock.unlock();
+    const auto released = [&] { return c.releases >= ticket; };
+    host::yieldUntil(released); // a step hands the turn back soon
+    lock.lock();
+    c.changed.wait(lock, released);
     ++c.resumed;
     c.changed.notify_all();
     return 0;
@@ -59,8 +66,10 @@ namespace vclock {
 unsigned waitParked(std::chrono::milliseconds timeout)
 {
     Clock &c = virtualClock();
+    const auto isParked = [&] { return c.parks > c.releases; };
+    host::yieldUntil(isParked);
     std::unique_lock lock(c.mutex);
-    const bool parked = c.changed.wait_for(lock, timeout, [&] { return c.parks > c.releases; });
+    const bool parked = c.changed.wait_for(lock, timeout, isParked);
     return parked ? c.requested : 0;
 }
 

@@ -1,19 +1,32 @@
 #!/bin/sh
 # Runs the fuzz targets and prints their figures.
 #   run.sh --smoke DIR TARGET   one target for a few seconds over a copy of its seeds (ctest)
-#   run.sh DIR SECONDS          every target for SECONDS each (make fuzz); the corpus each one
-#                               grows is kept in DIR/corpus-<target> and reused by the next run
+#   run.sh DIR SECONDS [TARGET...]  every target (or those named) for SECONDS each (make fuzz);
+#                               the corpus each one grows is kept in DIR/corpus-<target> and
+#                               reused by the next run
 # DIR holds the <target>_fuzz binaries. A finding (crash, sanitizer report, leak, time-out) is
 # saved as DIR/findings/<target>/<kind>-<hash> and makes the run fail.
 set -u
 here=$(cd "$(dirname "$0")" && pwd)
 targets="intake translator display"
+readers="binary_sel hex_sel freeipmi_sel event_lines scenario sdr_dump sdr_elist sdr_csv"
+library=$targets
+
+# seeds TARGET: the library's targets have a corpus each; the readers start from the tool's
+# samples and test data, every format for each (longer inputs than these add nothing).
+seeds() {
+    case " $library " in
+    *" $1 "*) echo "$here/corpus/$1" ;;
+    *) echo "-max_len=8192 $here/../../tools/diagpanel/samples $here/../tools/data" ;;
+    esac
+}
 
 # run TARGET SECONDS CORPUS: one libFuzzer run, its output into CORPUS.log
 run() {
     mkdir -p "$3" "$dir/findings/$1"
+    # shellcheck disable=SC2046 # the seeds are words
     "$dir/$1_fuzz" -max_total_time="$2" -timeout=10 -print_final_stats=1 \
-        -artifact_prefix="$dir/findings/$1/" "$3" "$here/corpus/$1" >"$3.log" 2>&1
+        -artifact_prefix="$dir/findings/$1/" "$3" $(seeds "$1") >"$3.log" 2>&1
 }
 
 if [ "${1:-}" = --smoke ]; then
@@ -29,10 +42,12 @@ fi
 
 dir=$1
 seconds=$2
+shift 2
+[ $# -eq 0 ] || { targets=$*; readers=; }
 failed=0
 total=0
-printf '%-11s %8s %12s %9s %8s %8s %7s  %s\n' target seconds executions exec/s edges features corpus findings
-for target in $targets; do
+printf '%-12s %8s %12s %9s %8s %8s %7s  %s\n' target seconds executions exec/s edges features corpus findings
+for target in $targets $readers; do
     run "$target" "$seconds" "$dir/corpus-$target"
     status=$?
     log="$dir/corpus-$target.log"
@@ -48,7 +63,7 @@ for target in $targets; do
         tail -n 40 "$log"
     fi
     total=$((total + ${execs:-0}))
-    printf '%-11s %8s %12s %9s %8s %8s %7s  %s\n' "$target" "$seconds" "${execs:-?}" "${rate:-?}" \
+    printf '%-12s %8s %12s %9s %8s %8s %7s  %s\n' "$target" "$seconds" "${execs:-?}" "${rate:-?}" \
         "${edges:-?}" "${features:-?}" "${corpus:-?}" "$findings"
 done
 echo "executions over the targets: $total"

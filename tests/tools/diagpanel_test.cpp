@@ -1,5 +1,5 @@
-// diagpanel's parts against the library: decoding what the library itself writes to the panel, the
-// scenario language line by line, the virtual clock a capture is mapped onto, and cycle finding.
+// diagpanel's parts against the library: decoding what the library itself writes to the panel,
+// the virtual clock a capture is mapped onto, and cycle finding.
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -43,54 +43,6 @@ TEST(DiagpanelDecode, ReadsBackWhatTheLibraryWrites)
                     EXPECT_EQ(d.level, level);
                 }
             }
-        }
-    }
-}
-
-// One scenario line each: what it becomes, or why it is refused.
-TEST(DiagpanelScenario, EachLineBecomesOneItemOrOneProblem)
-{
-    struct Case {
-        const char *line;
-        Item::Kind kind;
-        const char *described; // nullptr: refused with `why`
-        const char *why;
-    };
-    const Case cases[] = {
-        {"post progress 45", Item::Kind::Event, "POST progress 45%", ""},
-        {"post stop  # comment", Item::Kind::Event, "POST stop", ""},
-        {"post code 19 0xa1", Item::Kind::PostCodes, "POST codes 19 a1", ""},
-        {"sel 1 0 2 0 0 0 0 20 0 4 c 60 6f a1 0 60 level 4", Item::Kind::Sel,
-         "SEL 0001: memory 60h, type 6Fh asserted, data a1 00 60, level 4", ""},
-        {"sensor 30h PSU 2 Status", Item::Kind::SensorName, "sensor 30h is \"PSU 2 Status\"", ""},
-        {"fan 3 error", Item::Kind::FanError, "fan 3 in error", ""},
-        {"diag-mode off", Item::Kind::DiagMode, "diagnostic mode off", ""},
-        {"wait 2h", Item::Kind::Wait, "wait", ""},
-        {"post progress", Item::Kind::Event, nullptr,
-         "post progress needs a percentage, 0 to 255 (the panel shows the last two digits)"},
-        {"post end 5", Item::Kind::Event, nullptr, "post end takes no argument"},
-        {"sel 01 02", Item::Kind::Sel, nullptr, "sel needs 16 hex bytes, found 2"},
-        {"wait 5 s", Item::Kind::Wait, nullptr, "wait needs a duration such as 12s, 5m or 2h"},
-        {"fan 0 ok", Item::Kind::FanError, nullptr,
-         "fan needs its number (from 1) and error or ok"},
-        {"sensor 256 X", Item::Kind::SensorName, nullptr,
-         "sensor needs a sensor number (0 to 255, such as 30h) and a name"},
-        {"post jump", Item::Kind::Event, nullptr,
-         "post needs start, progress N, end, stop or code XX..."},
-    };
-    for (const Case &c : cases) {
-        SCOPED_TRACE(c.line);
-        const Capture capture = parseCapture("t.scn", c.line, Format::Scenario, false);
-        if (c.described == nullptr) {
-            ASSERT_EQ(capture.problems.size(), 1u);
-            EXPECT_EQ(capture.problems[0].why, c.why);
-            EXPECT_EQ(capture.problems[0].source.where(), "t.scn:1");
-            EXPECT_TRUE(capture.items.empty());
-        } else {
-            ASSERT_TRUE(capture.problems.empty()) << capture.problems[0].why;
-            ASSERT_EQ(capture.items.size(), 1u);
-            EXPECT_EQ(capture.items[0].kind, c.kind);
-            EXPECT_EQ(capture.items[0].describe(), c.described);
         }
     }
 }

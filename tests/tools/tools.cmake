@@ -28,6 +28,19 @@ diagpanel_golden(sample 0 SVG ${CMAKE_CURRENT_BINARY_DIR}/sample.svg
   ${samples}/boot-and-faults.scn)
 diagpanel_golden(bad_input 1 ARGS replay ${board} --sdr bad-sdr.csv
   bad.bin bad-hex.txt bad-ipmi-sel.txt bad-events.txt bad.scn)
+# Real captures of the three tools, taken from a simulated BMC: every line is a record or known
+# text, so they replay with no diagnostic. OEM records reach the library whole.
+set(captured ${samples}/captured)
+diagpanel_golden(captured 0 ARGS replay ${board} --sdr ${captured}/ipmitool-sdr-dump.bin --inputs
+  ${captured}/ipmitool-sel-writeraw.bin ${captured}/ipmitool-sel-save.txt
+  ${captured}/ipmi-sel-hex-dump.txt ${captured}/ipmiutil-sel-r.txt
+  ${captured}/ipmitool-raw-get-sel-entry.txt)
+diagpanel_golden(captured_elist 0 ARGS replay ${board} --sdr ${captured}/ipmitool-sdr-elist.txt
+  ${captured}/ipmiutil-sel-r.txt)
+# What a new user might try: no file, a directory, a device, empty and comment-only inputs, a
+# flood of bad records, a line longer than any record, and scenario lines at their limits.
+diagpanel_golden(hostile 1 ARGS replay ${board} --sdr /dev/zero
+  missing.bin . /dev/zero empty.txt comments.txt zeros.bin long-line.txt hostile.scn)
 diagpanel_golden(strict 1 ARGS replay ${board} --strict bad-hex.txt events.txt)
 diagpanel_golden(unknown_board 2 ARGS replay --board 0x01030104 events.txt)
 diagpanel_golden(board_form 2 ARGS replay --board 16974083 events.txt)

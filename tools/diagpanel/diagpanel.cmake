@@ -30,11 +30,15 @@ if(NOT TARGET diagpanel_toolcommon)
   target_compile_options(diagpanel_toolcommon PRIVATE ${DIAGPANEL_WARNINGS})
 endif()
 
+# The readers: bytes in, items or sensor names out. Neither the library nor the replay: the fuzz
+# build, which has no tools, compiles them too.
+include(${dir}/diagpanel/readers/readers.cmake)
+
 # Everything but the command line, for the tool and its tests.
 add_library(diagpanel_replay STATIC
-  ${dir}/diagpanel/inputs.cpp ${dir}/diagpanel/sdr.cpp
-  ${dir}/diagpanel/replay.cpp ${dir}/diagpanel/timeline.cpp ${dir}/diagpanel/tables.cpp)
-target_link_libraries(diagpanel_replay PUBLIC
+  ${dir}/diagpanel/sdr.cpp ${dir}/diagpanel/replay.cpp ${dir}/diagpanel/timeline.cpp
+  ${dir}/diagpanel/tables.cpp)
+target_link_libraries(diagpanel_replay PUBLIC diagpanel_readers
   DiagnosticPanel diagpanel_host_support diagpanel_vclock diagpanel_toolcommon diagpanel_toolheaders)
 target_compile_options(diagpanel_replay PRIVATE ${DIAGPANEL_WARNINGS})
 

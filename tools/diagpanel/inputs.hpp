@@ -1,9 +1,10 @@
-// The inputs a replay reads: SEL captures in the four formats that the usual IPMI tools write,
-// and scenario scripts. Each file becomes a list of items, in order, with where each came from.
+// What a replay plays: items read from SEL captures in the formats that the usual IPMI tools
+// write and from scenario scripts, in order, each with where it came from.
 #pragma once
 
 #include <array>
 #include <cstdint>
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -15,11 +16,18 @@ namespace diagpanel {
 
 // Where an item, or a fault in the input, is: a line of a text file or an offset in a binary one.
 struct Source {
+    static constexpr std::size_t kWholeFile = SIZE_MAX; // offset: the file as a whole
     std::string file;
     unsigned line = 0;         // from 1; 0 for binary files
     std::size_t offset = 0;    // binary files: the record's first byte
-    std::string where() const; // "boot.scn:12" or "sel.bin@0x40"
+    std::string where() const; // "boot.scn:12", "sel.bin@0x40", or "sel.bin"
 };
+
+// SEL record types.
+constexpr std::size_t kSelLen = DIAG_PANEL_SEL_LEN;
+constexpr u8 kSystemEventRecord = 0x02;
+constexpr u8 kFirstOemTimestamped = 0xC0; // C0h-DFh: timestamped OEM records
+constexpr u8 kFirstOemPlain = 0xE0;       // E0h-FFh: OEM records without a timestamp
 
 enum class Format { Auto, Binary, Hex, FreeIpmi, Events, Scenario };
 std::optional<Format> formatByName(std::string_view name);
@@ -58,36 +66,5 @@ struct Problem {
     Source source;
     std::string why;
 };
-
-struct Capture {
-    Format format = Format::Auto;
-    std::vector<Item> items;
-    std::vector<Problem> problems; // unreadable lines or records, skipped
-    std::vector<std::string> notes;
-};
-
-// Reads one input file; its format is detected from its content unless forced. With strict, the
-// reading stops at the first problem.
-Capture readCapture(const std::string &path, Format forced, bool strict);
-// The same, from the file's content.
-Capture parseCapture(const std::string &name, std::string_view content, Format forced, bool strict);
-
-// Hex bytes of a text line ("0x1f", "1F"); nullopt names the first token that is not one.
-struct HexBytes {
-    std::vector<u8> bytes;
-    std::string bad; // the first token that is not a hex byte
-};
-HexBytes hexBytes(std::string_view text);
-
-// A number as "48", "0x30" or "30h".
-std::optional<unsigned long> parseNumber(std::string_view text);
-
-// The whole file, or nullopt when it cannot be read.
-std::optional<std::string> readFile(const std::string &path);
-
-// Text helpers shared by the readers.
-std::string_view trim(std::string_view text);
-std::vector<std::string_view> lines(std::string_view content); // without CR/LF
-bool isBinary(std::string_view content);
 
 } // namespace diagpanel

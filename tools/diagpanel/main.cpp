@@ -8,6 +8,8 @@
 #include <CLI/CLI.hpp>
 
 #include "tools/common/panel_code.hpp"
+#include "tools/diagpanel/readers/capture.hpp"
+#include "tools/diagpanel/readers/text.hpp"
 #include "tools/diagpanel/replay.hpp"
 #include "tools/diagpanel/sdr.hpp"
 #include "tools/diagpanel/tables.hpp"
@@ -19,6 +21,7 @@ using namespace diagpanel;
 
 constexpr int kInputErrors = 1;
 constexpr int kUsage = 2;
+constexpr std::size_t kBatch = 256; // inputs in flight in the library's intake at once
 
 std::string hex32(u32 value)
 {
@@ -120,11 +123,18 @@ struct ReplayArgs {
     std::vector<std::string> files;
 };
 
-void report(const std::vector<Problem> &problems, bool strict)
+// The first problems of an input, then how many more there were.
+void report(const std::string &file, const std::vector<Problem> &shown, std::size_t count,
+            bool strict)
 {
-    for (const Problem &p : problems) {
+    const char *outcome = strict ? "stopped" : "skipped";
+    for (const Problem &p : shown) {
         fprintf(stderr, "diagpanel: %s: %s (%s)\n", p.source.where().c_str(), p.why.c_str(),
-                strict ? "stopped" : "skipped");
+                outcome);
+    }
+    if (count > shown.size()) {
+        fprintf(stderr, "diagpanel: %s: ... and %zu more unreadable lines or records (%s)\n",
+                file.c_str(), count - shown.size(), outcome);
     }
 }
 
@@ -153,34 +163,40 @@ int replay(const ReplayArgs &args)
     std::string heading = "diagpanel replay: board " + hex32(options.board);
     if (!args.sdr.empty()) {
         SensorNames sdr = readSdr(args.sdr, args.strict);
-        report(sdr.problems, args.strict);
-        problems += sdr.problems.size();
+        report(args.sdr, sdr.problems, sdr.unreadable, args.strict);
+        problems += sdr.unreadable;
         options.names = std::move(sdr.names);
         heading += ", sensor names from " + args.sdr + " (" + sdr.form + ", " +
                    std::to_string(options.names.size()) + ")";
+        for (const std::string &note : sdr.notes) {
+            heading += "\n    note: " + note;
+        }
         if (args.strict && problems > 0) {
             return kInputErrors;
         }
     }
     options.severity = args.level ? std::optional<u8>(static_cast<u8>(*args.level)) : std::nullopt;
     options.listInputs = args.inputs;
+    options.batch = kBatch;
 
-    std::vector<Capture> captures;
+    // Each input is read twice, so that memory does not grow with its size: once for its format,
+    // problems and count, then item by item into the replay.
+    std::vector<std::pair<std::string, Format>> inputs;
     std::size_t total = 0;
     for (const std::string &file : args.files) {
-        Capture &c = captures.emplace_back(
-            readCapture(file, formatByName(args.format).value_or(Format::Auto), args.strict));
-        report(c.problems, args.strict);
-        problems += c.problems.size();
-        const auto inputs = static_cast<std::size_t>(
-            std::count_if(c.items.begin(), c.items.end(),
-                          [](const Item &i) { return i.kind != Item::Kind::Wait; }));
-        total += inputs;
-        heading += "\n  " + file + ": " + formatName(c.format) + ", " + plural(inputs, "input");
-        for (const std::string &note : c.notes) {
+        ItemOut out(file, args.strict);
+        readCapture(file, formatByName(args.format).value_or(Format::Auto), out);
+        report(file, out.shown(), out.problems(), args.strict);
+        problems += out.problems();
+        total += out.items();
+        inputs.emplace_back(file, out.format);
+        heading += "\n  " + file + ": " +
+                   (out.format == Format::Auto ? "not read" : formatName(out.format)) + ", " +
+                   plural(out.items(), "input");
+        for (const std::string &note : out.notes()) {
             heading += "\n    note: " + note;
         }
-        if (args.strict && !c.problems.empty()) {
+        if (args.strict && out.problems() > 0) {
             break; // the inputs before the first problem are still replayed
         }
     }
@@ -202,11 +218,10 @@ int replay(const ReplayArgs &args)
         fprintf(stderr, "diagpanel: %s\n", why.c_str());
         return kInputErrors;
     }
-    for (const Capture &c : captures) {
+    for (const auto &[file, format] : inputs) {
         run.beginFile();
-        for (const Item &item : c.items) {
-            run.play(item);
-        }
+        ItemOut out(file, args.strict, [&run](const Item &item) { run.play(item); });
+        readCapture(file, format, out);
     }
     run.finish(problems);
     fflush(stdout);
@@ -229,11 +244,9 @@ int main(int argc, char **argv)
                   "reported and skipped), 2 for a usage error.");
     replayCmd->add_option("--board", args.board, "product board identifier, such as 0x01030103")
         ->required();
-    replayCmd
-        ->add_option("--sdr", args.sdr,
-                     "sensor names: `ipmitool sdr elist` text, `ipmitool sdr dump` binary, "
-                     "or number,name lines")
-        ->check(CLI::ExistingFile);
+    replayCmd->add_option("--sdr", args.sdr,
+                          "sensor names: `ipmitool sdr elist` text, `ipmitool sdr dump` binary, "
+                          "or number,name lines");
     replayCmd
         ->add_option("--level", args.level,
                      "severity code of every SEL record (default: none, so each "
@@ -255,8 +268,7 @@ int main(int argc, char **argv)
     replayCmd->add_flag("--strict", args.strict, "stop at the first input that cannot be read");
     replayCmd->add_flag("--inputs", args.inputs, "a timeline line for every input record");
     replayCmd->add_option("INPUT", args.files, "SEL captures and scenarios, replayed in order")
-        ->required()
-        ->check(CLI::ExistingFile);
+        ->required();
 
     std::vector<std::string> codes;
     std::string encoding = "auto";

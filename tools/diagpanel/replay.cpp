@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <condition_variable>
+#include <cstdlib>
 #include <cstring>
 #include <mutex>
 #include <unistd.h>
@@ -11,6 +13,7 @@
 #include <platform/platform.h>
 
 #include "host_platform/diagpanel_host.h"
+#include "host_platform/yield_wait.hpp"
 #include "host_platform/virtual_clock.hpp"
 #include "host_support/private_var.hpp"
 
@@ -26,36 +29,53 @@ constexpr std::size_t kSettleSteps = 8;  // after an input, before a cycle may b
 constexpr std::size_t kTailSteps = 4096; // at the end, the longest wait for a steady cycle
 constexpr u32 kWaitMs = 10000;
 
-// The library's log lines at warning level or above, as they come.
-struct LogLines {
+// Markers: display events of a type the intake refuses with a warning that names it. Once a
+// marker's line is logged, every frame posted before it has been taken.
+constexpr u32 kMarkerBase = 0xD1A60000u;
+constexpr u32 kMarkerMask = 0xFFFF0000u;
+
+// What the library logged at warning level or above, as it comes; at each marker, the lines
+// logged since the marker before it and the fault table as it then is: the effects of the
+// frames between the two, taken on the intake's thread while the next frames wait in the pipe.
+struct Collected {
     std::mutex mutex;
+    std::condition_variable marked;
     std::vector<HOST_LOG_LINE_S> lines;
+    std::deque<Effects> effects;
+    std::atomic<u32> lastMarker = 0; // changed under the mutex, read without it while yielding
 };
-LogLines &logLines()
+Collected &collected()
 {
-    static LogLines &instance = *new LogLines; // library threads may log while the tool exits
+    static Collected &instance = *new Collected; // library threads may log while the tool exits
     return instance;
 }
+
+std::vector<DIAG_PANEL_MSG_S> snapshot();
+
 void keepWarning(const HOST_LOG_LINE_S *line, void *)
 {
-    if (line->uiLevel <= 4) {
-        LogLines &log = logLines();
-        std::lock_guard lock(log.mutex);
-        log.lines.push_back(*line);
+    if (line->uiLevel > 4) {
+        return;
     }
-}
-std::vector<HOST_LOG_LINE_S> takeWarnings()
-{
-    LogLines &log = logLines();
-    std::lock_guard lock(log.mutex);
-    return std::exchange(log.lines, {});
+    Collected &c = collected();
+    std::lock_guard lock(c.mutex);
+    const char *number = strstr(line->acText, "Unknown event type: ");
+    const u32 marker = number != nullptr ? static_cast<u32>(strtoul(number + 20, nullptr, 16)) : 0;
+    if ((marker & kMarkerMask) != kMarkerBase) {
+        c.lines.push_back(*line);
+        return;
+    }
+    // The display thread is parked while frames are in flight, so the table holds still.
+    c.effects.push_back({marker, std::exchange(c.lines, {}), snapshot()});
+    c.lastMarker = marker;
+    c.marked.notify_all();
 }
 
-std::string markerText(u32 marker)
+std::vector<HOST_LOG_LINE_S> takeWarnings()
 {
-    char text[48];
-    snprintf(text, sizeof text, "Unknown event type: %#x", marker);
-    return text;
+    Collected &c = collected();
+    std::lock_guard lock(c.mutex);
+    return std::exchange(c.lines, {});
 }
 
 int post(u8 type, const u8 *body, u32 length, u8 severity)
@@ -78,6 +98,7 @@ int postEvent(u32 type, u8 percent)
     return post(DIAG_PANEL_MSG_TYPE_EVENT, body, sizeof body, 0);
 }
 
+// The fault table, bucket by bucket.
 std::vector<DIAG_PANEL_MSG_S> snapshot()
 {
     std::vector<DIAG_PANEL_MSG_S> out;
@@ -196,57 +217,64 @@ uint64_t Replay::now() const
     return vclock::now() + skipped_;
 }
 
+u32 Replay::postMarker()
+{
+    // Sixteen bits of sequence: far more than the frames ever in flight at once.
+    marker_ = kMarkerBase | ((marker_ + 1) & 0xFFFFu);
+    marker_ += (marker_ & 0xFFFFu) == 0 ? 1 : 0;
+    return postEvent(marker_, 0) == 0 ? marker_ : 0;
+}
+
+std::deque<Effects> Replay::waitFor(u32 marker)
+{
+    Collected &c = collected();
+    const auto marked = [&] { return c.lastMarker == marker; };
+    if (marker != 0) {
+        host::yieldUntil(marked); // the intake takes a few frames faster than a wake-up
+    }
+    std::unique_lock lock(c.mutex);
+    if (marker != 0) {
+        c.marked.wait_for(lock, std::chrono::milliseconds(kWaitMs), marked);
+    }
+    return std::exchange(c.effects, {});
+}
+
 bool Replay::drain()
 {
-    // An event type the intake refuses, logged with its number: once its line is there,
-    // everything posted before it has been taken.
-    static std::atomic<u32> next{0xD1A60001u};
-    const u32 marker = next++;
-    const std::string text = markerText(marker);
-    u32 from = HOST_LogCount();
-    if (postEvent(marker, 0) != 0) {
-        return false;
-    }
-    for (;;) {
-        const int found = HOST_LogWait(from, text.c_str(), kWaitMs);
-        HOST_LOG_LINE_S line{};
-        if (found < 0 || HOST_LogGet(static_cast<u32>(found), &line) != 0) {
-            return false;
-        }
-        if (text == line.acText) {
-            return true;
-        }
-        from = static_cast<u32>(found) + 1;
-    }
+    const u32 marker = postMarker();
+    const std::deque<Effects> effects = waitFor(marker);
+    return marker != 0 && !effects.empty() && effects.back().marker == marker;
 }
 
 void Replay::play(const Item &item)
 {
     const uint64_t at = times_.place(item);
-    runUntil(at);
+    if (now() + parked_ < at) {
+        settle(); // the display steps only once every frame before it has been taken
+        runUntil(at);
+    }
     if (item.kind == Item::Kind::Wait) {
         return;
     }
-    if (skippedCycles_ > 0) {
-        flushPanel(); // a skipped stretch ends with the input that follows it
+    const bool posted = item.kind == Item::Kind::Sel || item.kind == Item::Kind::Event;
+    if (!posted) {
+        settle(); // a platform setting applies to the frames after it only
     }
-    current_ = at;
-    apply(item);
-    ++played_;
-    progress();
+    const int result = apply(item);
+    inFlight_.push_back({item, at, times_, result, postMarker()});
+    if (inFlight_.size() >= std::max<std::size_t>(options_.batch, 1)) {
+        settle();
+    }
 }
 
-void Replay::apply(const Item &item)
+int Replay::apply(const Item &item)
 {
-    int result = 0;
     switch (item.kind) {
     case Item::Kind::Sel:
-        result = post(DIAG_PANEL_MSG_TYPE_SEL, item.sel.data(), DIAG_PANEL_SEL_LEN,
-                      item.severity.value_or(options_.severity.value_or(0)));
-        break;
+        return post(DIAG_PANEL_MSG_TYPE_SEL, item.sel.data(), DIAG_PANEL_SEL_LEN,
+                    item.severity.value_or(options_.severity.value_or(0)));
     case Item::Kind::Event:
-        result = postEvent(item.eventType, item.percent);
-        break;
+        return postEvent(item.eventType, item.percent);
     case Item::Kind::DiagMode:
         __atomic_store_n(&g_diag_mode_flag, item.on ? 1u : 0u, __ATOMIC_RELAXED);
         break;
@@ -262,44 +290,76 @@ void Replay::apply(const Item &item)
     case Item::Kind::Wait:
         break;
     }
-    if (item.kind != Item::Kind::Sel || options_.listInputs) {
-        Event input;
-        input.kind = Event::Kind::Input;
-        input.text = item.describe();
-        emit(input, &item);
+    return 0;
+}
+
+// Writes out what each input in flight did, in order, as if each had been waited for alone.
+void Replay::settle()
+{
+    if (inFlight_.empty()) {
+        return;
     }
-    if (result != 0) {
+    std::deque<Effects> effects = waitFor(inFlight_.back().marker);
+    for (InFlight &input : inFlight_) {
+        const auto found = std::find_if(effects.begin(), effects.end(), [&](const Effects &e) {
+            return input.marker != 0 && e.marker == input.marker;
+        });
+        effects.erase(effects.begin(), found);
+        const TimeMap *times = std::exchange(clockOf_, &input.times);
+        written(input, effects.empty() ? nullptr : &effects.front());
+        clockOf_ = times;
+        if (!effects.empty()) {
+            effects.pop_front();
+        }
+    }
+    inFlight_.clear();
+}
+
+void Replay::written(const InFlight &input, const Effects *effects)
+{
+    if (skippedCycles_ > 0) {
+        flushPanel(); // a skipped stretch ends with the input that follows it
+    }
+    current_ = input.at;
+    const Item &item = input.item;
+    if (item.kind != Item::Kind::Sel || options_.listInputs) {
+        Event line;
+        line.kind = Event::Kind::Input;
+        line.text = item.describe();
+        emit(line, &item);
+    }
+    if (input.result != 0) {
         Event failed;
         failed.kind = Event::Kind::Warning;
         failed.level = 2;
         failed.text = "could not post the record (DIAG_PANEL_TRANS_postMessage failed)";
         emit(failed, &item);
     }
-    if (!drain()) {
+    if (effects == nullptr) {
         Event stuck;
         stuck.kind = Event::Kind::Warning;
         stuck.level = 2;
         stuck.text = "the library's intake did not take the record within 10 s";
         emit(stuck, &item);
     }
-    afterInput(&item);
+    changes(&item, effects != nullptr ? effects->warnings : std::vector<HOST_LOG_LINE_S>{},
+            effects != nullptr ? effects->table : table_);
     settledFrom_ = pending_.size();
+    ++played_;
+    progress();
 }
 
-// The table's changes and the library's warnings since the last look, as timeline events.
-void Replay::afterInput(const Item *item)
+// The library's warnings and the table's changes, as timeline events.
+void Replay::changes(const Item *item, const std::vector<HOST_LOG_LINE_S> &warnings,
+                     const std::vector<DIAG_PANEL_MSG_S> &table)
 {
-    for (const HOST_LOG_LINE_S &line : takeWarnings()) {
-        if (strncmp(line.acText, "Unknown event type: 0xd1a6", 26) == 0) {
-            continue; // our markers
-        }
+    for (const HOST_LOG_LINE_S &line : warnings) {
         Event warning;
         warning.kind = Event::Kind::Warning;
         warning.level = line.uiLevel;
         warning.text = line.acText;
         emit(warning, item);
     }
-    std::vector<DIAG_PANEL_MSG_S> table = snapshot();
     for (const DIAG_PANEL_MSG_S &old : table_) {
         if (std::none_of(table.begin(), table.end(),
                          [&](const DIAG_PANEL_MSG_S &m) { return sameEntry(m, old); })) {
@@ -324,7 +384,7 @@ void Replay::afterInput(const Item *item)
         changed.was = was == table_.end() ? DIAG_PANEL_MSG_S{} : *was;
         emit(changed, item);
     }
-    table_ = std::move(table);
+    table_ = table;
 }
 
 void Replay::emit(Event event, const Item *item)
@@ -333,7 +393,7 @@ void Replay::emit(Event event, const Item *item)
         flushPanel();
         event.time = current_;
     }
-    event.sel = times_.selClock(event.time);
+    event.sel = clockOf_->selClock(event.time);
     if (item != nullptr) {
         event.source = item->source.where();
         event.record = item->describe();
@@ -384,7 +444,7 @@ void Replay::step()
         stuck.text = "the display thread did not come back to its sleep within 10 s";
         emit(stuck, nullptr);
     }
-    afterInput(nullptr); // the display thread's own warnings
+    changes(nullptr, takeWarnings(), snapshot()); // the display thread's own
 }
 
 // Nothing changes while the display repeats a steady cycle: whole cycles up to the next input
@@ -450,6 +510,7 @@ void Replay::flushPanel()
 
 void Replay::finish(std::size_t problems)
 {
+    settle();
     // Run on until the display settles into a cycle, as a firmware would leave it.
     std::optional<Period> period;
     for (std::size_t n = 0; n < kTailSteps; ++n) {

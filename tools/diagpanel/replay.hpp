@@ -3,10 +3,12 @@
 #pragma once
 
 #include <chrono>
+#include <deque>
 #include <map>
 #include <optional>
 #include <vector>
 
+#include "host_platform/diagpanel_host.h"
 #include "tools/diagpanel/inputs.hpp"
 #include "tools/diagpanel/timeline.hpp"
 
@@ -18,6 +20,17 @@ struct ReplayOptions {
     std::map<u8, std::string> names; // sensor names
     bool listInputs = false;         // a timeline line for every input, not only for effects
     std::size_t total = 0;           // inputs to come, for the progress line; 0: none
+    // Inputs posted before their effects are written out: 1 writes each out before play()
+    // returns; more keep the library's intake busy instead of waiting for it input by input.
+    // The timeline is the same.
+    std::size_t batch = 1;
+};
+
+// What the frames before a marker did: the library's warnings and the fault table after them.
+struct Effects {
+    u32 marker = 0;
+    std::vector<HOST_LOG_LINE_S> warnings;
+    std::vector<DIAG_PANEL_MSG_S> table;
 };
 
 // Maps each input onto the virtual clock: SEL timestamps as they pass (pre-init ones counted
@@ -65,13 +78,27 @@ class Replay
     void finish(std::size_t problems);
 
   private:
+    // An input posted (or applied), its effects not yet written out.
+    struct InFlight {
+        Item item;
+        uint64_t at;
+        TimeMap times; // as it was when the input was placed
+        int result;    // of the post
+        u32 marker;    // posted after it; 0 when that failed
+    };
+
     uint64_t now() const;
     void runUntil(uint64_t time);
     void step();
     void trySkip(uint64_t until);
     bool drain();
-    void apply(const Item &item);
-    void afterInput(const Item *item);
+    u32 postMarker();
+    std::deque<Effects> waitFor(u32 marker);
+    int apply(const Item &item);
+    void settle();
+    void written(const InFlight &input, const Effects *effects);
+    void changes(const Item *item, const std::vector<HOST_LOG_LINE_S> &warnings,
+                 const std::vector<DIAG_PANEL_MSG_S> &table);
     void emit(Event event, const Item *item);
     void flushPanel();
     void progress(bool last = false);
@@ -79,6 +106,9 @@ class Replay
     ReplayOptions options_;
     std::vector<Sink *> sinks_;
     TimeMap times_;
+    const TimeMap *clockOf_ = &times_; // the SEL clock of the events being written out
+    std::vector<InFlight> inFlight_;
+    u32 marker_ = 0;
     uint64_t current_ = 0; // the time of the input or display step in hand
     unsigned parked_ = 0;  // seconds of the display's pending sleep
     uint64_t skipped_ = 0; // virtual seconds of whole cycles not stepped

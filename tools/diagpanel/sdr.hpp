@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Sensor names for the stand-in platform, read from a real SDR: the text of `ipmitool sdr elist`,
 // the binary of `ipmitool sdr dump` (full and compact sensor records), or "number,name" lines.
 #pragma once
@@ -5,6 +6,7 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "tools/diagpanel/inputs.hpp"
 
@@ -13,7 +15,9 @@ namespace diagpanel {
 struct SensorNames {
     const char *form = "";
     std::map<u8, std::string> names; // by sensor number
-    std::vector<Problem> problems;
+    std::vector<Problem> problems;   // the first few of `unreadable`
+    std::size_t unreadable = 0;
+    std::vector<std::string> notes;
 };
 
 SensorNames readSdr(const std::string &path, bool strict);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <ctime>
 #include <map>
 
@@ -386,9 +387,14 @@ void SvgSink::write(const Summary &s)
     }
     static constexpr std::array<uint64_t, 14> kTicks = {
         4, 10, 20, 30, 60, 120, 300, 600, 1800, 3600, 7200, 21600, 86400, 604800};
-    const uint64_t tick = *std::find_if(kTicks.begin(), kTicks.end() - 1, [&](uint64_t t) {
-        return static_cast<double>(t) * 10 >= end;
-    });
+    // About ten ticks whatever the span: past the table, whole weeks.
+    const auto fits = [&](uint64_t t) { return static_cast<double>(t) * 10 >= end; };
+    const auto listed = std::find_if(kTicks.begin(), kTicks.end(), fits);
+    const uint64_t tick =
+        listed != kTicks.end()
+            ? *listed
+            : kTicks.back() *
+                  static_cast<uint64_t>(std::ceil(end / 10 / static_cast<double>(kTicks.back())));
     const double axis = kTop + kRow * n + 6;
     for (uint64_t t = 0; static_cast<double>(t) <= end; t += tick) {
         fprintf(out,
