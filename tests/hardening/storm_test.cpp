@@ -18,11 +18,14 @@
 #include <cstring>
 #include <fcntl.h>
 #include <future>
+#include <random>
 #include <thread>
 #include <unistd.h>
 #include <vector>
 
 #include "host_platform/virtual_clock.hpp"
+#include "host_support/table.hpp"
+#include "platform/platform.h"
 #include "tests/hardening/families.hpp"
 #include "tests/support/harness.hpp"
 
@@ -166,6 +169,18 @@ class StormTest : public testing::Test
     static void SetUpTestSuite() { test::startWithFamilies(); }
 };
 
+// One record of each family through the real pipe, the platform answering the queries.
+TEST_F(StormTest, EveryFamilyLeavesItsEntries)
+{
+    for (const test::FamilyRecord &f : test::familyRecords()) {
+        DIAG_PANEL_LockFreeAllHashList();
+        ASSERT_EQ(test::postSel(f.record, f.severity), 0);
+        ASSERT_TRUE(test::drainIntake());
+        EXPECT_EQ(test::entriesText(test::tableSnapshot()), f.leaves) << f.name;
+    }
+    DIAG_PANEL_LockFreeAllHashList();
+}
+
 TEST_F(StormTest, EveryFrameOfEveryProducerArrivesOnceAndIsCounted)
 {
     const std::vector<Kind> all = kinds();
@@ -190,13 +205,33 @@ TEST_F(StormTest, EveryFrameOfEveryProducerArrivesOnceAndIsCounted)
             ++steps;
         }
     });
-    // Another thread empties buckets and prints the table.
+    // Another thread changes the table and the display behind the intake's and the display's
+    // backs: it empties buckets, makes new tables, merges and clears entries of its own, prints
+    // the table, queues POST errors and switches the diagnostic mode on and off.
     std::thread emptier([&] {
+        std::mt19937 rng(7);
         for (u32 round = 0; producing; ++round) {
-            if (round % 16 == 15) {
+            const auto type = static_cast<u16>(rng() % DIAG_PANEL_FAULT_TYPE_NUM);
+            DIAG_PANEL_MSG_S msg = test::message(type, static_cast<u8>(rng() % 6),
+                                                 host::levelInfo(type, static_cast<u8>(rng() % 4)),
+                                                 1u << (rng() % 3), static_cast<u8>(rng() % 4));
+            (void)(host::levelOf(msg) == 0 ? DIAG_PANEL_DelMsgToHash(&msg)
+                                           : DIAG_PANEL_AddMsgToHash(&msg));
+            switch (round % 16) {
+            case 15:
                 DIAG_PANEL_LockFreeAllHashList();
-            } else {
+                break;
+            case 7:
+                DIAG_PANEL_LockFreeHashTable();
+                (void)DIAG_PANEL_InitHashTable();
+                break;
+            case 3:
+                (void)DIAG_PANEL_DISP_trigPostErrState(1, static_cast<u8>(rng()));
+                __atomic_store_n(&g_diag_mode_flag, rng() % 4 == 0 ? 1u : 0u, __ATOMIC_RELAXED);
+                break;
+            default:
                 DIAG_PANEL_LockFreeHashList(round % DIAG_PANEL_FAULT_TYPE_NUM);
+                break;
             }
             if (round % 4 == 0) {
                 DIAG_PANEL_PrintMsgInHash();
@@ -204,6 +239,7 @@ TEST_F(StormTest, EveryFrameOfEveryProducerArrivesOnceAndIsCounted)
             }
             std::this_thread::yield();
         }
+        __atomic_store_n(&g_diag_mode_flag, 0u, __ATOMIC_RELAXED);
     });
     const auto start = std::chrono::steady_clock::now();
     std::vector<std::thread> producers;
@@ -256,6 +292,11 @@ TEST_F(StormTest, EveryFrameOfEveryProducerArrivesOnceAndIsCounted)
     }
     EXPECT_EQ(g_tally.messages.load(), messages);
     EXPECT_EQ(g_tally.events.load(), events);
+    for (u32 i = 0; i < HOST_PanelCount(); ++i) {
+        const u32 typeBits = HOST_PanelCode(i) & 0x3FFFC000u;
+        ASSERT_TRUE(typeBits != 0 && (typeBits & (typeBits - 1)) == 0 && typeBits < 1u << 26)
+            << std::hex << HOST_PanelCode(i) << ": every code carries one valid fault type";
+    }
     printf("storm: %u producers x %u frames in %.1f s: %llu arrived, %llu lost, %llu twice, %llu "
            "out of order; %llu messages to the table, %llu display events; %llu display steps, "
            "%llu table prints\n",
