@@ -151,10 +151,7 @@ std::string observe()
 class AllocationSweep : public testing::Test
 {
   protected:
-    static void SetUpTestSuite()
-    {
-        test::startWithFamilies();
-    }
+    static void SetUpTestSuite() { test::startWithFamilies(); }
 
     // An empty table and a display as fresh as at start-up; a table left uninitialised by a
     // failed start-up is made again.
