@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host_support/frames.hpp"
 
+#include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <memory>
+#include <numeric>
 
 namespace host {
 
@@ -32,6 +35,45 @@ int postEvent(u32 type, u8 percent)
     memcpy(body.data(), &type, sizeof type);
     body[4] = percent;
     return postFrame(DIAG_PANEL_MSG_TYPE_EVENT, body);
+}
+
+Bytes frameBytes(u8 msgType, std::span<const u8> body, u32 length, std::optional<u16> headerSum,
+                 std::optional<u16> bodySum)
+{
+    const auto sum = [](std::span<const u8> bytes) {
+        return static_cast<u16>(std::accumulate(bytes.begin(), bytes.end(), 0u));
+    };
+    Bytes out(sizeof(DIAG_PANEL_PIPE_MSG_S) + body.size(), 0);
+    const u32 magic = DIAG_PANEL_PIPE_MAGIC;
+    const u16 bodyChecksum = bodySum.value_or(sum(body));
+    memcpy(&out[0], &magic, sizeof magic);
+    out[4] = msgType;
+    memcpy(&out[8], &length, sizeof length);
+    memcpy(&out[12], &bodyChecksum, sizeof bodyChecksum);
+    const u16 headChecksum = headerSum.value_or(sum(std::span(out).subspan(4, 10)));
+    memcpy(&out[14], &headChecksum, sizeof headChecksum);
+    std::copy(body.begin(), body.end(), out.begin() + sizeof(DIAG_PANEL_PIPE_MSG_S));
+    return out;
+}
+
+Bytes markerFrame(u32 type)
+{
+    std::array<u8, DIAG_PANEL_EVENT_LEN> body{};
+    memcpy(body.data(), &type, sizeof type);
+    return frameBytes(DIAG_PANEL_MSG_TYPE_EVENT, body, DIAG_PANEL_EVENT_LEN);
+}
+
+std::string markerLine(u32 type)
+{
+    char text[48];
+    snprintf(text, sizeof text, "Unknown event type: %#x", type);
+    return text;
+}
+
+Bytes operator+(Bytes a, const Bytes &b)
+{
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
 }
 
 } // namespace host

@@ -2,7 +2,6 @@
 #include "host_support/intake.hpp"
 
 #include <atomic>
-#include <cstdio>
 #include <string>
 
 #include "host_platform/diagpanel_host.h"
@@ -42,9 +41,7 @@ bool drainIntake(u32 timeoutMs)
     if (postEvent(marker) != 0) {
         return false;
     }
-    char text[48];
-    snprintf(text, sizeof text, "Unknown event type: %#x", marker);
-    return waitForLine(from, text, timeoutMs);
+    return waitForLine(from, markerLine(marker), timeoutMs);
 }
 
 bool isDrainMarker(std::string_view text)

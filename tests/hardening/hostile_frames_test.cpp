@@ -10,58 +10,28 @@
 #include <unistd.h>
 
 #include "tests/hardening/allocations.hpp"
+#include "host_support/frames.hpp"
 #include "tests/support/harness.hpp"
-#include "translate/intake.hpp"
 
 namespace {
 
-using Bytes = std::vector<u8>;
-
-Bytes operator+(Bytes a, const Bytes &b)
-{
-    a.insert(a.end(), b.begin(), b.end());
-    return a;
-}
-
-// A frame as the writer makes it, with any length field; `headerSum` replaces the header's
-// checksum and `bodySum` the body's when given.
-Bytes frame(u8 msgType, const Bytes &body, u32 length, int headerSum = -1, int bodySum = -1)
-{
-    DIAG_PANEL_PIPE_MSG_S header{};
-    header.uiMagic = DIAG_PANEL_PIPE_MAGIC;
-    header.ucMsgType = msgType;
-    header.uiLen = length;
-    header.usBufChkSum = static_cast<u16>(
-        bodySum >= 0 ? static_cast<u32>(bodySum)
-                     : DIAG_PANEL_TRANS_checkSum(body.data(), static_cast<u32>(body.size())));
-    const auto *bytes = reinterpret_cast<const u8 *>(&header);
-    header.usHeadChkSum = static_cast<u16>(
-        headerSum >= 0 ? static_cast<u32>(headerSum) : DIAG_PANEL_TRANS_checkSum(bytes + 4, 10));
-    Bytes out(sizeof header + body.size());
-    memcpy(out.data(), &header, sizeof header);
-    std::copy(body.begin(), body.end(), out.begin() + sizeof header);
-    return out;
-}
+using host::Bytes;
+using host::markerFrame;
+using host::markerLine;
+using host::operator+;
 
 // An event body of an unknown type: its arrival is logged as "Unknown event type: <type>".
 Bytes markerBody(u32 marker, size_t size = DIAG_PANEL_EVENT_LEN)
 {
-    Bytes body{static_cast<u8>(marker), static_cast<u8>(marker >> 8), static_cast<u8>(marker >> 16),
-               static_cast<u8>(marker >> 24)};
-    body.resize(size);
+    Bytes body(size, 0);
+    memcpy(body.data(), &marker, sizeof marker);
     return body;
 }
 
-Bytes marker(u32 value)
+Bytes frame(u8 msgType, const Bytes &body, u32 length, std::optional<u16> headerSum = {},
+            std::optional<u16> bodySum = {})
 {
-    return frame(DIAG_PANEL_MSG_TYPE_EVENT, markerBody(value), DIAG_PANEL_EVENT_LEN);
-}
-
-std::string markerLine(u32 value)
-{
-    char text[48];
-    snprintf(text, sizeof text, "Unknown event type: %#x", value);
-    return text;
+    return host::frameBytes(msgType, body, length, headerSum, bodySum);
 }
 
 // The intake, started once, and a raw writer of its pipe.
@@ -84,7 +54,7 @@ class HostileFrames : public testing::Test
         const u32 from = HOST_LogCount();
         const test::LogCursor log(from);
         const u32 last = ++next_;
-        const Bytes all = bytes + marker(last);
+        const Bytes all = bytes + markerFrame(last);
         EXPECT_EQ(write(writer_, all.data(), all.size()), static_cast<ssize_t>(all.size()));
         EXPECT_TRUE(test::waitForLine(from, markerLine(last)));
         std::vector<std::string> lines = log.texts();
@@ -121,7 +91,7 @@ TEST_F(HostileFrames, LengthsBeyondTheBoundAllocateNothing)
 TEST_F(HostileFrames, MagicInsideBodiesIsReadOnlyWhereTheHuntReachesIt)
 {
     // A frame inside the body of another: 268 bytes pass as an event (the low byte is 12).
-    const Bytes inner = marker(0xE101);
+    const Bytes inner = markerFrame(0xE101);
     Bytes body = markerBody(0xE100, 268 - inner.size()) + inner;
     const long live = test::quietAllocations();
     EXPECT_EQ(feed(frame(DIAG_PANEL_MSG_TYPE_EVENT, body, 268)),
@@ -136,7 +106,7 @@ TEST_F(HostileFrames, MagicInsideBodiesIsReadOnlyWhereTheHuntReachesIt)
     // A bad body is read whole and dropped, the frame inside with it; a body ending in part of a
     // magic does not begin the next hunt.
     body = markerBody(0xE102, 256) + inner + Bytes{0x4D, 0x3C, 0x2B};
-    EXPECT_EQ(feed(frame(DIAG_PANEL_MSG_TYPE_EVENT, body, static_cast<u32>(body.size()), -1, 7)),
+    EXPECT_EQ(feed(frame(DIAG_PANEL_MSG_TYPE_EVENT, body, static_cast<u32>(body.size()), {}, 7)),
               (std::vector<std::string>{"Msg Buffer check err: 0x525 to 0x7"}));
     EXPECT_TRUE(test::liveSettleAt(live));
 }

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "host_platform/virtual_clock.hpp"
+#include "host_support/frames.hpp"
 #include "tests/support/harness.hpp"
 
 namespace {
@@ -99,12 +100,7 @@ TEST_F(DispatchTest, DropsWhatItCannotRouteAndComparesLengthsAsEightBits)
     std::vector<u8> long272(record.begin(), record.end());
     long272.resize(272, 0xEE);
     // postMessage refuses a frame of no message type; a producer writing raw bytes could still.
-    std::vector<u8> unknownType(16 + 16, 0);
-    const u32 magic = DIAG_PANEL_PIPE_MAGIC;
-    memcpy(unknownType.data(), &magic, 4);
-    unknownType[4] = 5;
-    unknownType[8] = 16;
-    unknownType[14] = 5 + 16;
+    const host::Bytes unknownType = host::frameBytes(5, record, 16);
     const test::LogCursor log;
     ASSERT_EQ(test::postSel(oem, 4), 0);
     ASSERT_EQ(test::postSel(unrouted, 4), 0);

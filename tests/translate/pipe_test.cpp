@@ -15,6 +15,7 @@
 #include <thread>
 #include <unistd.h>
 
+#include "host_support/frames.hpp"
 #include "tests/support/harness.hpp"
 
 namespace {
@@ -60,49 +61,9 @@ extern "C" ssize_t read(int fd, void *buffer, size_t count)
 
 namespace {
 
-std::vector<u8> frameBytes(u8 msgType, const std::vector<u8> &body, u32 lengthField)
-{
-    std::vector<u8> bytes(16, 0);
-    const u32 magic = DIAG_PANEL_PIPE_MAGIC;
-    memcpy(&bytes[0], &magic, 4);
-    bytes[4] = msgType;
-    memcpy(&bytes[8], &lengthField, 4);
-    u32 sum = 0;
-    for (u8 b : body) {
-        sum += b;
-    }
-    const auto bodySum = static_cast<u16>(sum);
-    memcpy(&bytes[12], &bodySum, 2);
-    sum = 0;
-    for (int i = 4; i < 14; ++i) {
-        sum += bytes[i];
-    }
-    const auto headSum = static_cast<u16>(sum);
-    memcpy(&bytes[14], &headSum, 2);
-    bytes.insert(bytes.end(), body.begin(), body.end());
-    return bytes;
-}
-
-// A display event of an unknown type: its arrival is logged as "Unknown event type: <type>".
-std::vector<u8> markerFrame(u32 marker)
-{
-    std::vector<u8> body(12, 0);
-    memcpy(body.data(), &marker, 4);
-    return frameBytes(DIAG_PANEL_MSG_TYPE_EVENT, body, 12);
-}
-
-std::string markerText(u32 marker)
-{
-    char text[48];
-    snprintf(text, sizeof text, "Unknown event type: %#x", marker);
-    return text;
-}
-
-std::vector<u8> operator+(std::vector<u8> a, const std::vector<u8> &b)
-{
-    a.insert(a.end(), b.begin(), b.end());
-    return a;
-}
+using host::frameBytes;
+using host::markerFrame;
+using host::operator+;
 
 // A joined thread may linger a moment in /proc (under qemu-user it does): wait for the count.
 bool threadsSettleAt(int expected)
@@ -136,14 +97,14 @@ class PipeTest : public testing::Test
         ASSERT_EQ(write(writer_, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
     }
 
-    static bool arrives(u32 marker) { return test::waitForLine(0, markerText(marker)); }
+    static bool arrives(u32 marker) { return test::waitForLine(0, host::markerLine(marker)); }
 
     // Whether the marker's line has been logged already (no waiting).
     static bool arrived(u32 marker)
     {
         const test::LogCursor all(0);
         for (const std::string &text : all.texts()) {
-            if (text == markerText(marker)) {
+            if (text == host::markerLine(marker)) {
                 return true;
             }
         }

@@ -3,7 +3,10 @@
 #pragma once
 
 #include <array>
+#include <optional>
 #include <span>
+#include <string>
+#include <vector>
 
 #include <diagpanel/diagpanel.h>
 
@@ -36,5 +39,19 @@ constexpr SelBytes systemEventRecord(u8 sensorType, u8 sensorNumber, u8 eventDir
 int postFrame(u8 msgType, std::span<const u8> body, u8 severity = 0);
 int postSel(const SelBytes &record, u8 severity);
 int postEvent(u32 type, u8 percent = 0);
+
+// A frame's bytes as a producer in another process could write them into the pipe: any message
+// type and length field, and the checksums right unless given.
+using Bytes = std::vector<u8>;
+Bytes frameBytes(u8 msgType, std::span<const u8> body, u32 length,
+                 std::optional<u16> headerSum = std::nullopt,
+                 std::optional<u16> bodySum = std::nullopt);
+
+// A display event of a type the dispatch refuses with one line, "Unknown event type: <type>":
+// its bytes, and that line.
+Bytes markerFrame(u32 type);
+std::string markerLine(u32 type);
+
+Bytes operator+(Bytes a, const Bytes &b);
 
 } // namespace host
