@@ -1,13 +1,29 @@
-// Before the display thread exists, events are still checked, then dropped without a trace.
+// Before the display thread exists (here, because it could not be created), events are still
+// checked, then dropped without a trace.
 #include <gtest/gtest.h>
 
+#include "host_support/log.hpp"
 #include "tests/support/harness.hpp"
 
-TEST(DisplayNotReady, EventsAreCheckedThenDroppedAndTheTableIsKept)
+extern "C" int __wrap_pthread_create(pthread_t *, const pthread_attr_t *, void *(*)(void *),
+                                     void *);
+extern "C" int __wrap_pthread_create(pthread_t *, const pthread_attr_t *, void *(*)(void *), void *)
+{
+    return EAGAIN; // this build has no thread to spare
+}
+
+TEST(DisplayNotReady, AThreadNotCreatedIsReportedAndEventsAreDropped)
 {
     HOST_Reset();
     HOST_LogEcho(0);
     ASSERT_EQ(DIAG_PANEL_InitHashTable(), 0);
+    {
+        const test::LogCursor log;
+        EXPECT_EQ(DIAG_PANEL_DisplayInit(0), -1);
+        ASSERT_EQ(log.lines().size(), 1u);
+        EXPECT_EQ(log.lines()[0].level, 2u);
+        EXPECT_EQ(host::withoutUnitPrefix(log.lines()[0].text), "Create thread failed.");
+    }
     for (u16 type : {u16{0}, u16{2}}) {
         DIAG_PANEL_MSG_S msg = test::message(type, 1, 1 << 2, 1);
         ASSERT_EQ(DIAG_PANEL_ProcessNewMsg(&msg), 0);
