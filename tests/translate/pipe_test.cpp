@@ -25,9 +25,11 @@ struct ReadScript {
     std::atomic<int> skip{0};     // reads of the intake thread to let through first
     std::atomic<int> failures{0}; // then this many failures
     std::atomic<int> error{EAGAIN};
+    std::atomic<int> emptyAt{-1};     // the failure, counted down, that is a 0-byte read instead
     std::atomic<bool> waiting{false}; // the intake thread sits in an unscripted read
 };
 ReadScript g_readScript;
+std::atomic<int> g_writeError{0}; // the next write() of a frame fails with it
 
 bool inIntakeThread()
 {
@@ -47,7 +49,9 @@ extern "C" ssize_t read(int fd, void *buffer, size_t count)
         if (g_readScript.skip.load() > 0) {
             --g_readScript.skip;
         } else {
-            --g_readScript.failures;
+            if (--g_readScript.failures == g_readScript.emptyAt.load()) {
+                return 0;
+            }
             errno = g_readScript.error.load();
             return -1;
         }
@@ -57,6 +61,15 @@ extern "C" ssize_t read(int fd, void *buffer, size_t count)
     const auto got = syscall(SYS_read, fd, buffer, count);
     g_readScript.waiting = false;
     return got;
+}
+
+extern "C" ssize_t write(int fd, const void *buffer, size_t count)
+{
+    if (const int error = g_writeError.exchange(0); error != 0) {
+        errno = error;
+        return -1;
+    }
+    return syscall(SYS_write, fd, buffer, count);
 }
 
 namespace {
@@ -144,6 +157,8 @@ TEST_F(PipeTest, PostingFillsTheFrameAndRefusesBadArguments)
     EXPECT_TRUE(arrived(marker));
 
     const test::LogCursor log;
+    g_writeError = EAGAIN;
+    EXPECT_EQ(DIAG_PANEL_TRANS_postMessage(frame), -1);
     EXPECT_EQ(DIAG_PANEL_TRANS_postMessage(nullptr), -1);
     frame->ucMsgType = 2;
     EXPECT_EQ(DIAG_PANEL_TRANS_postMessage(frame), -1);
@@ -154,6 +169,8 @@ TEST_F(PipeTest, PostingFillsTheFrameAndRefusesBadArguments)
     frame->uiLen = 12;
     EXPECT_EQ(DIAG_PANEL_TRANS_postMessage(frame), -1);
     const std::vector<test::LogLine> expected = {
+        {2, "DiagPanel_translate",
+         "DiagPanel_Trans pipe post error: errno=0xb: Resource temporarily unavailable"},
         {2, "DiagPanel_translate", "NULL input param!"},
         {2, "DiagPanel_translate", "Invalid input param: len=0xc, msgType=0x2"},
         {2, "DiagPanel_translate", "Invalid input param: len=0, msgType=0"},
@@ -235,6 +252,7 @@ TEST_F(PipeTest, RetriesInterruptedReadsFiveTimes)
         int skip, failures, error;
         bool frameLost;
         std::vector<std::pair<u32, std::string>> lines;
+        int emptyAt = -1;
     };
     const std::pair<u32, std::string> r5{7, "readQ failure retry count =5="},
         r4{7, "readQ failure retry count =4="}, r3{7, "readQ failure retry count =3="},
@@ -254,6 +272,13 @@ TEST_F(PipeTest, RetriesInterruptedReadsFiveTimes)
          EINTR,
          true,
          {r5, r4, r3, r2, r1, {2, "Uncorrect receive length of buffer: 0xffffffff to 0xc"}}},
+        {"a 0-byte read restores the allowance",
+         3,
+         9,
+         EAGAIN,
+         false,
+         {r5, r4, r3, r2, r5, r4, r3, r2},
+         4},
         // The matched "M" survives the failed hunt: the frame still arrives.
         {"other errors fail at once in the hunt",
          0,
@@ -273,6 +298,7 @@ TEST_F(PipeTest, RetriesInterruptedReadsFiveTimes)
         }
         const test::LogCursor log;
         g_readScript.skip = r.skip;
+        g_readScript.emptyAt = r.emptyAt;
         g_readScript.error = r.error;
         g_readScript.failures = r.failures;
         const u32 scripted = ++marker;
