@@ -5,10 +5,12 @@
 #include <cstring>
 #include <dirent.h>
 #include <fstream>
+#include <sstream>
 #include <thread>
 
 #include "host_platform/virtual_clock.hpp"
 #include "host_support/log.hpp"
+#include "host_support/table.hpp"
 #include "platform/platform.h"
 #include "tests/support/harness.hpp"
 
@@ -84,13 +86,6 @@ class DisplayTest : public testing::Test
         return codes;
     }
 
-    static void add(u16 type, u8 index, u32 mask = 1, u8 level = 2)
-    {
-        const auto levelInfo = static_cast<u8>(type == DIAG_PANEL_FAULT_POST ? level : level << 2);
-        DIAG_PANEL_MSG_S msg = test::message(type, index, levelInfo, mask);
-        ASSERT_EQ(DIAG_PANEL_ProcessNewMsg(&msg), 0);
-    }
-
     static void event(u32 type, u8 percent = 0)
     {
         DIAG_PANEL_DISP_EVENT_S ev{};
@@ -98,86 +93,116 @@ class DisplayTest : public testing::Test
         ev.ucPercent = percent;
         ASSERT_EQ(DIAG_PANEL_EventRecv(&ev), 0);
     }
+
+    // A scenario in words, one token at a time. Changes: "+3.11" asserts fault type 3 index 11h at
+    // level 2 ("+3.11/3": level 3, new bits), "-3.11" clears it, "start", "end", "stop",
+    // "progress:45", "error:77" (a POST error), "empty0" (one bucket), "emptyall", "newtable".
+    // Steps, each what one display step shows: "3.11" (level 2) or "3.11/3", "p45", "e77", "END"
+    // (the POST-end code), "." (the empty code). "table:2,4" checks the fault types the table
+    // holds.
+    static void play(const std::string &script)
+    {
+        std::istringstream words(script);
+        for (std::string w; words >> w;) {
+            SCOPED_TRACE(w);
+            const auto hex = [&](size_t from) {
+                return static_cast<u8>(std::stoul(w.substr(from), nullptr, 16));
+            };
+            const auto entry = [&](size_t from, u8 *level) {
+                const size_t dot = w.find('.'), slash = w.find('/');
+                *level = slash == std::string::npos ? 2 : static_cast<u8>(w[slash + 1] - '0');
+                return std::pair{static_cast<u16>(std::stoul(w.substr(from, dot - from))),
+                                 static_cast<u8>(std::stoul(w.substr(dot + 1, 2), nullptr, 16))};
+            };
+            u8 level = 2;
+            if (w[0] == '+' || w[0] == '-') {
+                const auto [type, index] = entry(1, &level);
+                const u32 mask = w[0] == '-' ? 0 : level == 2 ? 1 : 4;
+                const u8 levelInfo = w[0] == '-' ? 0 : host::levelInfo(type, level);
+                DIAG_PANEL_MSG_S msg = test::message(type, index, levelInfo, mask);
+                ASSERT_EQ(DIAG_PANEL_ProcessNewMsg(&msg), 0);
+            } else if (w == "start" || w == "end" || w == "stop") {
+                event(w == "start" ? DIAG_PANEL_EVENT_POST_START
+                      : w == "end" ? DIAG_PANEL_EVENT_POST_END
+                                   : DIAG_PANEL_EVENT_POST_STOP);
+            } else if (w.rfind("progress:", 0) == 0) {
+                event(DIAG_PANEL_EVENT_POST_PROGRESS, hex(9));
+            } else if (w.rfind("error:", 0) == 0) {
+                ASSERT_EQ(DIAG_PANEL_DISP_trigPostErrState(1, hex(6)), 0);
+            } else if (w == "emptyall") {
+                DIAG_PANEL_LockFreeAllHashList();
+            } else if (w.rfind("empty", 0) == 0) {
+                DIAG_PANEL_LockFreeHashList(static_cast<u32>(std::stoul(w.substr(5))));
+            } else if (w == "newtable") {
+                DIAG_PANEL_LockFreeHashTable();
+                ASSERT_EQ(DIAG_PANEL_InitHashTable(), 0);
+            } else if (w.rfind("table:", 0) == 0) {
+                std::string types;
+                for (const test::Entry &e : test::tableSnapshot()) {
+                    types += (types.empty() ? "" : ",") + std::to_string(e.msg.usFaultType);
+                }
+                EXPECT_EQ("table:" + types, w);
+            } else {
+                const u32 code = step();
+                if (w == "." || w == "END") {
+                    EXPECT_EQ(code, w == "." ? kNothing : kPostEnd);
+                } else if (w[0] == 'p' || w[0] == 'e') {
+                    EXPECT_EQ(code, w[0] == 'p' ? progress(hex(1)) : postError(hex(1)));
+                } else {
+                    const auto [type, index] = entry(0, &level);
+                    EXPECT_EQ(code, fault(type, index, level));
+                }
+            }
+        }
+    }
 };
 
-TEST_F(DisplayTest, ShowsEntriesBucketByBucketInChainOrderAndCycles)
+// The walk and the POST display, step by step. Emptying the bucket the walk showed last (POST
+// start, the free operations, a new table) must never make it follow the freed entry: under
+// AddressSanitizer any such read fails.
+TEST_F(DisplayTest, ShowsWhatEachScenarioShouldStepByStep)
 {
-    add(3, 0x11);
-    add(3, 0x12);
-    add(7, 0x13);
-    EXPECT_EQ(steps(7),
-              (std::vector<u32>{fault(3, 0x11), fault(3, 0x12), fault(7, 0x13), fault(3, 0x11),
-                                fault(3, 0x12), fault(7, 0x13), fault(3, 0x11)}));
-}
-
-TEST_F(DisplayTest, AnEmptyTableShowsNothingAndOneEntryShowsEveryStep)
-{
-    EXPECT_EQ(steps(3), std::vector<u32>(3, kNothing));
-    add(5, 0x02, 1, 3);
-    EXPECT_EQ(steps(3), std::vector<u32>(3, fault(5, 0x02, 3)));
-}
-
-TEST_F(DisplayTest, AnEntryAddedToTheCurrentBucketShowsInItsChainPlaceThisCycle)
-{
-    add(3, 0x11);
-    add(3, 0x12);
-    add(7, 0x13);
-    EXPECT_EQ(step(), fault(3, 0x11));
-    add(3, 0x14);
-    EXPECT_EQ(steps(5), (std::vector<u32>{fault(3, 0x12), fault(3, 0x14), fault(7, 0x13),
-                                          fault(3, 0x11), fault(3, 0x12)}));
-}
-
-TEST_F(DisplayTest, AMergeDoesNotShowTheBucketAgain)
-{
-    add(3, 0x11);
-    add(3, 0x12);
-    add(7, 0x13);
-    EXPECT_EQ(steps(2), (std::vector<u32>{fault(3, 0x11), fault(3, 0x12)}));
-    add(3, 0x11, 0x4, 3); // new bits, new level
-    EXPECT_EQ(steps(2), (std::vector<u32>{fault(7, 0x13), fault(3, 0x11, 3)}));
-}
-
-TEST_F(DisplayTest, ARemovedEntryIsSkippedAndTheWalkGoesOn)
-{
-    add(3, 0x11);
-    add(3, 0x12);
-    add(3, 0x15);
-    EXPECT_EQ(step(), fault(3, 0x11));
-    DIAG_PANEL_MSG_S clear = test::message(3, 0x12, 0, 0);
-    ASSERT_EQ(DIAG_PANEL_ProcessNewMsg(&clear), 0);
-    EXPECT_EQ(steps(3), (std::vector<u32>{fault(3, 0x15), fault(3, 0x11), fault(3, 0x15)}));
-}
-
-// The walk remembers the entry it showed last; emptying that bucket behind its back (POST start,
-// the free operations, a new table) must never make it follow the freed entry. Under
-// AddressSanitizer any such read fails the test.
-TEST_F(DisplayTest, EmptiedBucketsLeaveNoDanglingEntry)
-{
-    add(0, 0x01);
-    add(0, 0x02);
-    add(2, 0x03);
-    EXPECT_EQ(step(), fault(0, 0x01));
-    DIAG_PANEL_LockFreeHashList(0);
-    EXPECT_EQ(steps(2), (std::vector<u32>{fault(2, 0x03), fault(2, 0x03)}));
-
-    add(2, 0x04);
-    EXPECT_EQ(step(), fault(2, 0x04));
-    DIAG_PANEL_LockFreeHashTable();
-    ASSERT_EQ(DIAG_PANEL_InitHashTable(), 0);
-    EXPECT_EQ(step(), kNothing);
-
-    add(1, 0x05);
-    EXPECT_EQ(step(), fault(1, 0x05));
-    DIAG_PANEL_LockFreeAllHashList();
-    add(1, 0x06);
-    EXPECT_EQ(step(), fault(1, 0x06));
+    const std::pair<const char *, const char *> scenarios[] = {
+        {"bucket by bucket, chain order, cycling",
+         "+3.11 +3.12 +7.13  3.11 3.12 7.13 3.11 3.12 7.13 3.11"},
+        {"an empty table, then one entry", ". . .  +5.02/3  5.02/3 5.02/3"},
+        {"an entry added to the current bucket shows this cycle",
+         "+3.11 +3.12 +7.13  3.11  +3.14  3.12 3.14 7.13 3.11"},
+        {"a merge does not show the bucket again",
+         "+3.11 +3.12 +7.13  3.11 3.12  +3.11/3  7.13 3.11/3"},
+        {"a removed entry is skipped", "+3.11 +3.12 +3.15  3.11  -3.12  3.15 3.11 3.15"},
+        {"emptied buckets leave no dangling entry",
+         "+0.01 +0.02 +2.03  0.01  empty0  2.03 2.03"
+         "  +2.04  2.04  newtable  .  +1.05  1.05  emptyall  +1.06  1.06"},
+        {"POST progress, end, then the faults from the first bucket",
+         "+2.21 +6.22 +9.23  2.21"
+         "  start  p00 p00  progress:10  p10  progress:45  p45 p45  end  END END 2.21 6.22 9.23"},
+        {"POST start drops what POST detects again",
+         "+0.30 +1.31 +2.32 +3.33 +4.34 +5.35 +6.36"
+         " +7.37 +8.38 +9.39 +10.3A +11.3B  start  table:2,4,5,6,9  progress:50  p50 p50  end"
+         "  END END 2.32 4.34 5.35 6.36 9.39"},
+        {"a POST error shows two steps after the opening phase, then the faults",
+         "+2.41  start  progress:20  p20 p20 p20  error:B2  eB2 eB2 2.41 2.41"},
+        {"a POST error in the opening phase restarts its count",
+         "start  p00  error:77  p00 p00 e77 e77 ."},
+        {"stop and end act on the state the last event found",
+         "+2.51  2.51  end  2.51"
+         "  start  stop  p00  progress:30  p30  stop  2.51 2.51  progress:99  p99  table:2"},
+        {"progress right after POST end continues the POST display",
+         "start  progress:10  p10 p10 p10  end  END  progress:60  error:0E  e0E e0E ."},
+        {"an error in the fault state shows nothing; POST start drops it",
+         "error:FF  .  start  p00 p00 p00 p00"},
+    };
+    for (const auto &[name, script] : scenarios) {
+        SCOPED_TRACE(name);
+        SetUp();
+        play(script);
+    }
 }
 
 TEST_F(DisplayTest, ATableThatIsGoneFailsTheStepAndRetriesEverySecond)
 {
-    add(4, 0x01);
-    EXPECT_EQ(step(), fault(4, 0x01));
+    play("+4.01  4.01");
     DIAG_PANEL_LockFreeHashTable();
     const test::LogCursor log;
     const auto [code, seconds] = stepWithSleep();
@@ -186,117 +211,26 @@ TEST_F(DisplayTest, ATableThatIsGoneFailsTheStepAndRetriesEverySecond)
     const auto lines = log.lines();
     ASSERT_EQ(lines.size(), 2u);
     EXPECT_EQ(lines[0].level, 2u);
-    EXPECT_NE(lines[0].text.find("]Hashtable not init!"), std::string::npos);
+    EXPECT_EQ(host::withoutUnitPrefix(lines[0].text), "Hashtable not init!");
     EXPECT_EQ(lines[1], (test::LogLine{4, "DiagPanel_DisplayTask",
                                        "Failed to get encode param for Diag Panel!"}));
     ASSERT_EQ(DIAG_PANEL_InitHashTable(), 0);
-    EXPECT_EQ(step(), kNothing);
+    play(".");
 }
 
-TEST_F(DisplayTest, PostProgressThenEndThenTheFaultsFromTheFirstBucket)
+TEST_F(DisplayTest, PostStartAndEndAreLogged)
 {
-    add(2, 0x21);
-    add(6, 0x22);
-    add(9, 0x23);
-    EXPECT_EQ(step(), fault(2, 0x21));
     const test::LogCursor log;
-    event(DIAG_PANEL_EVENT_POST_START);
-    EXPECT_EQ(steps(2), (std::vector<u32>{progress(0x00), progress(0x00)}));
-    event(DIAG_PANEL_EVENT_POST_PROGRESS, 0x10); // the first progress opens the phase anew
-    EXPECT_EQ(step(), progress(0x10));
-    event(DIAG_PANEL_EVENT_POST_PROGRESS, 0x45); // later ones only replace the percentage
-    EXPECT_EQ(steps(2), (std::vector<u32>{progress(0x45), progress(0x45)}));
-    event(DIAG_PANEL_EVENT_POST_END);
-    EXPECT_EQ(steps(5), (std::vector<u32>{kPostEnd, kPostEnd, fault(2, 0x21), fault(6, 0x22),
-                                          fault(9, 0x23)}));
+    play("start end");
     EXPECT_EQ(log.lines(),
               (std::vector<test::LogLine>{
                   {6, "DiagPanel_DisplayTask", "[DiagPanel_DisplayTask]Post start event receive!"},
                   {6, "DiagPanel_DisplayTask", "[DiagPanel_DisplayTask]Post end event receive!"}}));
 }
 
-TEST_F(DisplayTest, PostStartDropsTheFaultTypesThatPostDetectsAgain)
-{
-    for (u16 type = 0; type < 12; ++type) {
-        add(type, static_cast<u8>(0x30 + type));
-    }
-    event(DIAG_PANEL_EVENT_POST_START);
-    std::vector<u16> kept;
-    for (const test::Entry &e : test::tableSnapshot()) {
-        kept.push_back(e.msg.usFaultType);
-    }
-    EXPECT_EQ(kept, (std::vector<u16>{2, 4, 5, 6, 9}));
-    event(DIAG_PANEL_EVENT_POST_PROGRESS, 0x50);
-    steps(2);
-    event(DIAG_PANEL_EVENT_POST_END);
-    EXPECT_EQ(steps(7), (std::vector<u32>{kPostEnd, kPostEnd, fault(2, 0x32), fault(4, 0x34),
-                                          fault(5, 0x35), fault(6, 0x36), fault(9, 0x39)}));
-}
-
-TEST_F(DisplayTest, PostErrorShowsTwoStepsAfterTheOpeningPhaseThenTheFaults)
-{
-    add(2, 0x41);
-    event(DIAG_PANEL_EVENT_POST_START);
-    event(DIAG_PANEL_EVENT_POST_PROGRESS, 0x20);
-    EXPECT_EQ(steps(3), (std::vector<u32>{progress(0x20), progress(0x20), progress(0x20)}));
-    ASSERT_EQ(DIAG_PANEL_DISP_trigPostErrState(3, 0xB2), 0);
-    EXPECT_EQ(steps(4),
-              (std::vector<u32>{postError(0xB2), postError(0xB2), fault(2, 0x41), fault(2, 0x41)}))
-        << "the display leaves POST by itself, without the POST-end code";
-}
-
-TEST_F(DisplayTest, PostErrorDuringTheOpeningPhaseRestartsItsCount)
-{
-    event(DIAG_PANEL_EVENT_POST_START);
-    EXPECT_EQ(step(), progress(0));
-    ASSERT_EQ(DIAG_PANEL_DISP_trigPostErrState(1, 0x77), 0);
-    EXPECT_EQ(steps(5), (std::vector<u32>{progress(0), progress(0), postError(0x77),
-                                          postError(0x77), kNothing}));
-}
-
-TEST_F(DisplayTest, StopAndEndActOnTheStateTheLastEventFound)
-{
-    add(2, 0x51);
-    EXPECT_EQ(step(), fault(2, 0x51));
-    event(DIAG_PANEL_EVENT_POST_END); // in the fault state: no POST-end code, no restart
-    EXPECT_EQ(step(), fault(2, 0x51));
-
-    event(DIAG_PANEL_EVENT_POST_START);
-    event(DIAG_PANEL_EVENT_POST_STOP); // the start came in the fault state: nothing changes
-    EXPECT_EQ(step(), progress(0));
-    event(DIAG_PANEL_EVENT_POST_PROGRESS, 0x30);
-    EXPECT_EQ(step(), progress(0x30));
-    event(DIAG_PANEL_EVENT_POST_STOP); // after a progress event it ends POST
-    EXPECT_EQ(steps(2), (std::vector<u32>{fault(2, 0x51), fault(2, 0x51)}));
-
-    event(DIAG_PANEL_EVENT_POST_PROGRESS, 0x99); // progress in the fault state: POST, no clear
-    EXPECT_EQ(step(), progress(0x99));
-    EXPECT_EQ(test::tableSnapshot().size(), 1u);
-}
-
-TEST_F(DisplayTest, ProgressRightAfterPostEndContinuesThePostDisplay)
-{
-    event(DIAG_PANEL_EVENT_POST_START);
-    event(DIAG_PANEL_EVENT_POST_PROGRESS, 0x10);
-    EXPECT_EQ(steps(3), (std::vector<u32>{progress(0x10), progress(0x10), progress(0x10)}));
-    event(DIAG_PANEL_EVENT_POST_END);
-    EXPECT_EQ(step(), kPostEnd);
-    event(DIAG_PANEL_EVENT_POST_PROGRESS, 0x60); // previous state POST: no new opening phase
-    ASSERT_EQ(DIAG_PANEL_DISP_trigPostErrState(1, 0x0E), 0);
-    EXPECT_EQ(steps(3), (std::vector<u32>{postError(0x0E), postError(0x0E), kNothing}));
-}
-
-TEST_F(DisplayTest, AnErrorTriggeredInTheFaultStateShowsNothingAndIsDroppedByThePostReset)
-{
-    ASSERT_EQ(DIAG_PANEL_DISP_trigPostErrState(0, 0xFF), 0);
-    EXPECT_EQ(step(), kNothing);
-    event(DIAG_PANEL_EVENT_POST_START);
-    EXPECT_EQ(steps(4), std::vector<u32>(4, progress(0)));
-}
-
 TEST_F(DisplayTest, EventsAreCheckedBeforeTheyAct)
 {
-    add(0, 0x01);
+    play("+0.01");
     test::LogCursor log;
     EXPECT_EQ(DIAG_PANEL_EventRecv(nullptr), DIAG_PANEL_ERR_NULL_PTR);
     DIAG_PANEL_DISP_EVENT_S ev{};
@@ -358,7 +292,7 @@ bool waitBlocked(const std::string &task)
 
 TEST_F(DisplayTest, DiagnosticModeOwnsThePanel)
 {
-    add(2, 0x61);
+    play("+2.61");
     EXPECT_EQ(step(), fault(2, 0x61));
     setDiagMode(1); // seen at the top of the loop: no step, a one-second pause
     EXPECT_EQ(stepWithSleep(), std::make_pair(kNoWrite, 1u));
