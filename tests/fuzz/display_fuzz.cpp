@@ -10,6 +10,7 @@
 
 #include "core/panel.hpp"
 #include "host_platform/diagpanel_host.h"
+#include "host_support/table.hpp"
 #include "platform/platform.h"
 #include "tests/fuzz/fuzz_support.hpp"
 
@@ -54,34 +55,26 @@ class Program
 
 bool holdsEntryCoded(u32 code)
 {
-    bool found = false;
-    pthread_mutex_lock(&g_HashMutex);
-    for (u32 b = 0; g_stHashHandle.ppstList != nullptr && b < g_stHashHandle.uiListNum; ++b) {
-        for (const DIAG_PANEL_NODE_S *n = g_stHashHandle.ppstList[b]; n != nullptr;
-             n = n->pstNext) {
-            const diag::MsgHead head{n->stMsg.ucLevelInfo, n->stMsg.ucIndex, n->stMsg.usFaultType};
-            found = found || encodePanelCode(head, TypeEncoding::kOneHot) == code ||
-                    encodePanelCode(head, TypeEncoding::kNumeric) == code;
+    for (const host::TableEntry &e : host::tableSnapshot()) {
+        const diag::MsgHead head{e.msg.ucLevelInfo, e.msg.ucIndex, e.msg.usFaultType};
+        if (encodePanelCode(head, TypeEncoding::kOneHot) == code ||
+            encodePanelCode(head, TypeEncoding::kNumeric) == code) {
+            return true;
         }
     }
-    pthread_mutex_unlock(&g_HashMutex);
-    return found;
+    return false;
 }
 
+// Every bucket holds entries of its own fault type, with distinct indices.
 void checkTable()
 {
-    pthread_mutex_lock(&g_HashMutex);
-    for (u32 b = 0; g_stHashHandle.ppstList != nullptr && b < g_stHashHandle.uiListNum; ++b) {
-        std::set<u8> indices;
-        for (const DIAG_PANEL_NODE_S *n = g_stHashHandle.ppstList[b]; n != nullptr;
-             n = n->pstNext) {
-            if (n->stMsg.usFaultType % g_stHashHandle.uiListNum != b ||
-                !indices.insert(n->stMsg.ucIndex).second) {
-                __builtin_trap();
-            }
+    std::set<std::pair<u32, u8>> keys;
+    for (const host::TableEntry &e : host::tableSnapshot()) {
+        if (e.msg.usFaultType % DIAG_PANEL_FAULT_TYPE_NUM != e.bucket ||
+            !keys.insert({e.bucket, e.msg.ucIndex}).second) {
+            __builtin_trap();
         }
     }
-    pthread_mutex_unlock(&g_HashMutex);
 }
 
 void step()
