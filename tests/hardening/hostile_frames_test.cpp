@@ -75,7 +75,8 @@ TEST_F(HostileFrames, LengthsBeyondTheBoundAllocateNothing)
         u32 length;
         const char *line;
     };
-    for (const Row &r : {Row{0xFFFFFFF0, "Failed to malloc memory: len=0"},
+    for (const Row &r : {Row{0xFF1, "Failed to malloc memory: len=0x1001"}, // one byte too many
+                         Row{0xFFFFFFF0, "Failed to malloc memory: len=0"},
                          Row{0x7FFFFFFF, "Failed to malloc memory: len=0x8000000f"},
                          Row{0x00100000, "Failed to malloc memory: len=0x100010"}}) {
         SCOPED_TRACE(r.line);
@@ -86,6 +87,13 @@ TEST_F(HostileFrames, LengthsBeyondTheBoundAllocateNothing)
         EXPECT_EQ(test::allocationCount() - before, 1u) << "the last marker's frame alone";
         EXPECT_TRUE(test::liveSettleAt(live));
     }
+}
+
+TEST_F(HostileFrames, TheLargestFrameIsTaken)
+{
+    // 4,096 bytes in all: taken, and dropped by the dispatch for its length's low byte (F0h).
+    EXPECT_EQ(feed(frame(DIAG_PANEL_MSG_TYPE_EVENT, markerBody(0xE001, 0xFF0), 0xFF0)),
+              std::vector<std::string>{"Invalid input length: 0xf0"});
 }
 
 TEST_F(HostileFrames, MagicInsideBodiesIsReadOnlyWhereTheHuntReachesIt)

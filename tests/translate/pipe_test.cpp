@@ -223,28 +223,6 @@ TEST_F(PipeTest, DropsBadFramesWithTheirLineAndReadsTheNext)
     EXPECT_FALSE(arrived(0x4001)) << "a bad frame is not dispatched";
 }
 
-// The bound on a frame, at its edge; hostile lengths far beyond it are counted elsewhere.
-TEST_F(PipeTest, TakesTheLargestFrameAndRefusesOneByteMore)
-{
-    u32 marker = 0x5000;
-    {
-        const test::LogCursor log;
-        writeRaw(frameBytes(DIAG_PANEL_MSG_TYPE_SEL, std::vector<u8>(40, 0xAB), 0xFF1) +
-                 markerFrame(++marker));
-        ASSERT_TRUE(arrives(marker));
-        EXPECT_EQ(intakeLines(log), (std::vector<std::pair<u32, std::string>>{
-                                        {2u, "Failed to malloc memory: len=0x1001"}}));
-    }
-    const test::LogCursor log;
-    std::vector<u8> body(0xFF0, 0);
-    memcpy(body.data(), &++marker, 4);
-    writeRaw(frameBytes(DIAG_PANEL_MSG_TYPE_EVENT, body, 0xFF0));
-    writeRaw(markerFrame(++marker));
-    ASSERT_TRUE(arrives(marker));
-    EXPECT_EQ(intakeLines(log),
-              (std::vector<std::pair<u32, std::string>>{{2u, "Invalid input length: 0xf0"}}));
-}
-
 TEST_F(PipeTest, RetriesInterruptedReadsFiveTimes)
 {
     struct Row {
