@@ -23,8 +23,9 @@ using host::operator+;
 // An event body of an unknown type: its arrival is logged as "Unknown event type: <type>".
 Bytes markerBody(u32 marker, size_t size = DIAG_PANEL_EVENT_LEN)
 {
-    Bytes body(size, 0);
-    memcpy(body.data(), &marker, sizeof marker);
+    Bytes body(std::max(size, sizeof marker), 0);
+    std::copy_n(reinterpret_cast<const u8 *>(&marker), sizeof marker, body.begin());
+    body.resize(size);
     return body;
 }
 
