@@ -39,7 +39,8 @@ struct Effects {
 class TimeMap
 {
   public:
-    void beginFile() { fileStart_ = now_; }
+    // A new file begins now; returns its start on the virtual clock.
+    uint64_t beginFile() { return fileStart_ = now_; }
     uint64_t place(const Item &item);
     std::optional<int64_t> selClock(uint64_t time) const;
 
@@ -72,7 +73,7 @@ class Replay
     Replay(ReplayOptions options, std::vector<Sink *> sinks);
     // Starts the library; false (with why) when it cannot run.
     bool start(std::string &why);
-    void beginFile() { times_.beginFile(); }
+    uint64_t beginFile() { return times_.beginFile(); }
     void play(const Item &item);
     // Runs the display until its cycle is steady and writes the summary.
     void finish(std::size_t problems);

@@ -58,7 +58,10 @@ std::string changeWords(const Event &e)
 class TextSink : public Sink
 {
   public:
-    explicit TextSink(FILE *out) : out_(out) {}
+    TextSink(FILE *out, const std::optional<int64_t> *localOrigin)
+        : out_(out), localOrigin_(localOrigin)
+    {
+    }
     void begin(const std::string &heading) override
     {
         fprintf(out_, "%s\n\n%11s  %-19s  %s\n", heading.c_str(), "time", "SEL time", "what");
@@ -115,11 +118,25 @@ class TextSink : public Sink
     {
         const bool again = last_ && *last_ == e.time;
         const std::string sel = e.sel ? calendar(*e.sel) : "";
-        fprintf(out_, "%11s  %-19s  %-5s  %s\n", again ? "" : clock(e.time).c_str(),
+        fprintf(out_, "%11s  %-19s  %-5s  %s\n", again ? "" : when(e.time).c_str(),
                 again ? "" : sel.c_str(), kind, what.c_str());
         last_ = e.time;
     }
+    // The time column: time since the library started, or, once the origin is known, the local
+    // time of day.
+    std::string when(uint64_t time) const
+    {
+        if (localOrigin_ == nullptr || !*localOrigin_) {
+            return clock(time);
+        }
+        const time_t at = static_cast<time_t>(**localOrigin_ + static_cast<int64_t>(time));
+        tm local{};
+        char text[16];
+        strftime(text, sizeof text, "%H:%M:%S", localtime_r(&at, &local));
+        return text;
+    }
     FILE *out_;
+    const std::optional<int64_t> *localOrigin_;
     std::optional<uint64_t> last_;
 };
 
@@ -408,9 +425,9 @@ void SvgSink::write(const Summary &s)
 
 } // namespace
 
-std::unique_ptr<Sink> textSink(FILE *out)
+std::unique_ptr<Sink> textSink(FILE *out, const std::optional<int64_t> *localOrigin)
 {
-    return std::make_unique<TextSink>(out);
+    return std::make_unique<TextSink>(out, localOrigin);
 }
 std::unique_ptr<Sink> jsonSink(FILE *out)
 {

@@ -54,7 +54,9 @@ class Sink
     virtual void end(const Summary &summary) = 0;
 };
 
-std::unique_ptr<Sink> textSink(FILE *out);
+// The text sink's time column shows the time since the library started; with a local origin
+// (epoch seconds at virtual time 0, set while the sink runs) it shows the local time of day.
+std::unique_ptr<Sink> textSink(FILE *out, const std::optional<int64_t> *localOrigin = nullptr);
 std::unique_ptr<Sink> jsonSink(FILE *out);
 std::unique_ptr<Sink> svgSink(const std::string &path);
 
