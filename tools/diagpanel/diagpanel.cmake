@@ -42,10 +42,16 @@ target_link_libraries(diagpanel_replay PUBLIC diagpanel_readers
   DiagnosticPanel diagpanel_host_support diagpanel_vclock diagpanel_toolcommon diagpanel_toolheaders)
 target_compile_options(diagpanel_replay PRIVATE ${DIAGPANEL_WARNINGS})
 
+# follow: a live BMC's SEL over IPMI LAN, through an ipmitool session held open in shell mode.
+add_library(diagpanel_follow STATIC ${dir}/diagpanel/follow/ipmi_session.cpp
+  ${dir}/diagpanel/follow/sel_follower.cpp ${dir}/diagpanel/follow/follow.cpp)
+target_link_libraries(diagpanel_follow PUBLIC diagpanel_replay)
+target_compile_options(diagpanel_follow PRIVATE ${DIAGPANEL_WARNINGS})
+
 # The board listing reads the library's own board tables, compiled from the same source.
 add_executable(diagpanel ${dir}/diagpanel/main.cpp ${PROJECT_SOURCE_DIR}/translate/board_tables.cpp)
 target_include_directories(diagpanel PRIVATE ${PROJECT_SOURCE_DIR}/include)
-target_link_libraries(diagpanel PRIVATE diagpanel_replay)
+target_link_libraries(diagpanel PRIVATE diagpanel_replay diagpanel_follow)
 # CLI11's own code, inlined here, trips the null-dereference analysis.
 target_compile_options(diagpanel PRIVATE ${DIAGPANEL_WARNINGS} -Wno-null-dereference)
 set_target_properties(diagpanel PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tools)

@@ -10,6 +10,7 @@
 #include "tools/common/panel_code.hpp"
 #include "tools/diagpanel/readers/capture.hpp"
 #include "tools/diagpanel/readers/text.hpp"
+#include "tools/diagpanel/follow/follow.hpp"
 #include "tools/diagpanel/replay.hpp"
 #include "tools/diagpanel/sdr.hpp"
 #include "tools/diagpanel/tables.hpp"
@@ -138,25 +139,34 @@ void report(const std::string &file, const std::vector<Problem> &shown, std::siz
     }
 }
 
+// The supported board a --board value names, or nullopt after saying why and which boards are.
+std::optional<u32> supportedBoard(const std::string &text)
+{
+    const std::optional<unsigned long> id = boardId(text);
+    if (const std::optional<u32> supported = id ? board(*id) : std::nullopt) {
+        return supported;
+    }
+    if (id) {
+        fprintf(stderr, "diagpanel: %s is not a supported board; the supported boards are:\n",
+                text.c_str());
+    } else {
+        fprintf(stderr,
+                "diagpanel: '%s' is not a board identifier: write it in hex, as 0x01030103 or "
+                "01030103h; the supported boards are:\n",
+                text.c_str());
+    }
+    for (const diag::BoardRow &b : diag::boardTable()) {
+        fprintf(stderr, "  %s\n", hex32(b.uiBoardId).c_str());
+    }
+    return std::nullopt;
+}
+
 int replay(const ReplayArgs &args)
 {
     ReplayOptions options;
-    const std::optional<unsigned long> id = boardId(args.board);
-    if (const std::optional<u32> supported = id ? board(*id) : std::nullopt) {
+    if (const std::optional<u32> supported = supportedBoard(args.board)) {
         options.board = *supported;
     } else {
-        if (id) {
-            fprintf(stderr, "diagpanel: %s is not a supported board; the supported boards are:\n",
-                    args.board.c_str());
-        } else {
-            fprintf(stderr,
-                    "diagpanel: '%s' is not a board identifier: write it in hex, as 0x01030103 or "
-                    "01030103h; the supported boards are:\n",
-                    args.board.c_str());
-        }
-        for (const diag::BoardRow &b : diag::boardTable()) {
-            fprintf(stderr, "  %s\n", hex32(b.uiBoardId).c_str());
-        }
         return kUsage;
     }
     std::size_t problems = 0;
@@ -285,6 +295,45 @@ int main(int argc, char **argv)
 
     app.add_subcommand("boards", "List the supported product boards and their sensor-name tables.");
 
+    FollowArgs followArgs;
+    std::string followBoard;
+    CLI::App *followCmd = app.add_subcommand(
+        "follow", "Follow a live BMC's SEL over IPMI LAN through the library: every record from "
+                  "the first, then each new one as the BMC logs it.\nExit: 0, 1 when a record "
+                  "could not be read (it is reported and skipped), 2 for a usage error, 3 when "
+                  "the BMC could not be reached or logged in to at start.");
+    followCmd->add_option("--host", followArgs.host, "the BMC's LAN address")->required();
+    followCmd->add_option("--port", followArgs.port, "its RMCP port (default 623)")
+        ->check(CLI::Range(1, 65535));
+    followCmd->add_option("--user", followArgs.user, "the IPMI user")->required();
+    followCmd->add_option("--board", followBoard, "product board identifier, such as 0x01030103")
+        ->required();
+    followCmd
+        ->add_option("--password-file", followArgs.passwordFile,
+                     "the password, first line of this file (or: the IPMI_PASSWORD variable)")
+        ->check(CLI::ExistingFile);
+    followCmd->add_option("--password", followArgs.password,
+                          "the password itself: visible to other users, accepted with a warning");
+    followCmd
+        ->add_option("--cipher-suite", followArgs.cipherSuite,
+                     "RMCP+ cipher suite (default 3: HMAC-SHA1, AES-128)")
+        ->check(CLI::Range(0, 17));
+    followCmd->add_flag("--lan15", followArgs.lan15, "IPMI 1.5 LAN instead of RMCP+");
+    followCmd
+        ->add_option("--sdr", followArgs.sdr,
+                     "sensor names from this file instead of the BMC's SDR repository")
+        ->check(CLI::ExistingFile);
+    followCmd->add_option("--interval", followArgs.interval, "seconds between polls (default 1)")
+        ->check(CLI::Range(0.05, 3600.0));
+    followCmd->add_flag("--new-only", followArgs.newOnly,
+                        "only records logged after the start (default: from the first)");
+    followCmd->add_option("--duration", followArgs.duration, "stop after so many seconds");
+    followCmd->add_option("--records", followArgs.records, "stop after so many records");
+    followCmd->add_flag("--json", followArgs.json, "write the timeline as JSON Lines");
+    followCmd->add_option("--svg", followArgs.svg, "also draw the timeline into this SVG file");
+    followCmd->add_flag("--stats", followArgs.stats,
+                        "IPMI commands and polls, on standard error at the end");
+
     std::string tablesBoard;
     CLI::App *tablesCmd = app.add_subcommand(
         "tables", "Print what the library makes of every record and platform answer that one of "
@@ -296,6 +345,10 @@ int main(int argc, char **argv)
         app.parse(argc, argv);
     } catch (const CLI::ParseError &e) {
         return app.exit(e) == 0 ? 0 : kUsage;
+    }
+    if (followCmd->parsed()) {
+        const std::optional<u32> supported = supportedBoard(followBoard);
+        return supported ? follow(followArgs, *supported) : kUsage;
     }
     if (replayCmd->parsed()) {
         return replay(args);

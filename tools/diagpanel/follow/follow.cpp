@@ -1,0 +1,270 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/diagpanel/follow/follow.hpp"
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <fstream>
+#include <memory>
+#include <unistd.h>
+
+#include "tools/diagpanel/follow/sel_follower.hpp"
+#include "tools/diagpanel/replay.hpp"
+#include "tools/diagpanel/sdr.hpp"
+
+namespace diagpanel {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int kUnreadable = 1;
+constexpr int kUsage = 2;
+constexpr int kNoBmc = 3;
+constexpr auto kSessionTimeout = std::chrono::seconds(10);
+constexpr auto kLongestRetry = std::chrono::seconds(30);
+constexpr u8 kNoPrivilege = 0xD4;
+
+volatile sig_atomic_t g_stop = 0;
+
+void onSignal(int)
+{
+    g_stop = 1;
+}
+
+std::string localNow()
+{
+    const time_t now = time(nullptr);
+    tm local{};
+    char text[32];
+    strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", localtime_r(&now, &local));
+    return text;
+}
+
+// What follow says of the BMC goes to standard error, with the local time: the timeline stays
+// the library's, on standard output.
+void say(const std::string &text)
+{
+    fflush(stdout);
+    fprintf(stderr, "diagpanel: %s %s\n", localNow().c_str(), text.c_str());
+}
+
+// Waits until `until`, or less when a signal asks to stop.
+void sleepUntil(Clock::time_point until)
+{
+    while (g_stop == 0 && Clock::now() < until) {
+        const auto left =
+            std::min<Clock::duration>(until - Clock::now(), std::chrono::milliseconds(100));
+        usleep(static_cast<useconds_t>(
+            std::chrono::duration_cast<std::chrono::microseconds>(left).count()));
+    }
+}
+
+// The password: from a file, the environment, or (with a warning) the command line.
+std::optional<std::string> password(const FollowArgs &args)
+{
+    if (!args.passwordFile.empty()) {
+        std::ifstream file(args.passwordFile);
+        std::string line;
+        if (!file || !std::getline(file, line)) {
+            fprintf(stderr, "diagpanel: cannot read a password from %s\n",
+                    args.passwordFile.c_str());
+            return std::nullopt;
+        }
+        return line;
+    }
+    if (!args.password.empty()) {
+        fprintf(stderr, "diagpanel: warning: a password on the command line is visible to "
+                        "other users of this machine; use --password-file or IPMI_PASSWORD\n");
+        return args.password;
+    }
+    if (const char *env = getenv("IPMI_PASSWORD")) {
+        return std::string(env);
+    }
+    fprintf(stderr, "diagpanel: follow needs a password: --password-file FILE or the "
+                    "IPMI_PASSWORD environment variable\n");
+    return std::nullopt;
+}
+
+// Sensor names from a file, or from the BMC's own SDR repository.
+SensorNames sensorNames(const FollowArgs &args, const IpmiSession &session, std::string &from)
+{
+    if (!args.sdr.empty()) {
+        from = args.sdr;
+        return readSdr(args.sdr, false);
+    }
+    char path[] = "/tmp/diagpanel-sdr-XXXXXX";
+    const int fd = mkstemp(path);
+    if (fd < 0) {
+        return {};
+    }
+    close(fd);
+    SensorNames names;
+    if (session.dumpSdr(path)) {
+        names = readSdr(path, false);
+        from = "the BMC's SDR repository";
+    } else {
+        say("the BMC's SDR repository could not be read: records name no sensors");
+    }
+    unlink(path);
+    return names;
+}
+
+Item selItem(const SelEntry &record, Timing timing, uint64_t offset)
+{
+    Item item;
+    item.kind = Item::Kind::Sel;
+    item.source.file = "sel";
+    item.source.line = record[0] | record[1] << 8;
+    item.timing = timing;
+    item.offset = offset;
+    std::copy(record.begin(), record.end(), item.sel.begin());
+    return item;
+}
+
+} // namespace
+
+int follow(const FollowArgs &args, u32 board)
+{
+    const std::optional<std::string> secret = password(args);
+    if (!secret) {
+        return kUsage;
+    }
+    signal(SIGPIPE, SIG_IGN); // a dead ipmitool is noticed by its answers, not by a signal
+    struct sigaction stop {
+    };
+    stop.sa_handler = onSignal;
+    sigaction(SIGINT, &stop, nullptr);
+    sigaction(SIGTERM, &stop, nullptr);
+
+    const std::string bmc = args.host + " port " + std::to_string(args.port);
+    IpmiSession session({args.host, args.port, args.user, *secret, args.cipherSuite, args.lan15},
+                        kSessionTimeout);
+    if (const std::string why = session.open(); !why.empty()) {
+        fprintf(stderr, "diagpanel: cannot follow %s: %s\n", bmc.c_str(), why.c_str());
+        return kNoBmc;
+    }
+    std::string namesFrom;
+    SensorNames names = sensorNames(args, session, namesFrom);
+
+    ReplayOptions options;
+    options.board = board;
+    options.names = std::move(names.names);
+    options.batch = 1;         // live: each record's effects are written out as it comes
+    options.listInputs = true; // and every record has its line, also one that changes nothing
+    std::optional<int64_t> localOrigin;
+    std::vector<std::unique_ptr<Sink>> sinks;
+    sinks.push_back(args.json ? jsonSink(stdout) : textSink(stdout, &localOrigin));
+    if (!args.svg.empty()) {
+        sinks.push_back(svgSink(args.svg));
+    }
+    std::vector<Sink *> targets;
+    char boardText[16];
+    snprintf(boardText, sizeof boardText, "0x%08x", board);
+    std::string heading = "diagpanel follow: board " + std::string(boardText) + ", BMC " + bmc;
+    if (!namesFrom.empty()) {
+        heading +=
+            ", sensor names from " + namesFrom + " (" + std::to_string(options.names.size()) + ")";
+    }
+    for (const auto &s : sinks) {
+        targets.push_back(s.get());
+        s->begin(heading);
+    }
+    Replay replay(options, targets);
+    std::string why;
+    if (!replay.start(why)) {
+        fprintf(stderr, "diagpanel: %s\n", why.c_str());
+        return kUnreadable;
+    }
+
+    SelFollower follower(session, !args.newOnly);
+    const auto interval = std::chrono::duration_cast<Clock::duration>(
+        std::chrono::duration<double>(std::max(args.interval, 0.05)));
+    const auto began = Clock::now();
+    std::optional<Clock::time_point> live; // after the first poll: records are timed by arrival
+    unsigned long records = 0, unreadable = 0, polls = 0, idlePolls = 0, commands = 0;
+    auto retry = std::chrono::seconds(1);
+    bool first = true;
+    while (g_stop == 0) {
+        const auto pollAt = Clock::now();
+        const unsigned long before = session.commands();
+        SelNews news = follower.poll();
+        commands += session.commands() - before;
+        ++polls;
+        if (first && news.refused) {
+            fprintf(stderr, "diagpanel: cannot follow %s: %s\n", bmc.c_str(),
+                    *news.refused == kNoPrivilege
+                        ? ("user '" + args.user + "' has no privilege for the SEL").c_str()
+                        : "the BMC refused Get SEL Info");
+            return kNoBmc;
+        }
+        for (const std::string &n : news.notes) {
+            say(n);
+        }
+        const uint64_t elapsed =
+            live ? static_cast<uint64_t>(
+                       std::chrono::duration_cast<std::chrono::seconds>(pollAt - *live).count())
+                 : 0;
+        for (const SelEntry &record : news.records) {
+            replay.play(selItem(record, live ? Timing::Offset : Timing::SelTimestamp, elapsed));
+            ++records;
+        }
+        unreadable += news.unreadable;
+        idlePolls += news.records.empty() && news.notes.empty() ? 1 : 0;
+        if (!live && news.answered) {
+            live = pollAt;
+            localOrigin = time(nullptr) - static_cast<int64_t>(replay.beginFile());
+        }
+        first = false;
+        if (!news.answered) {
+            say("the BMC stopped answering; trying again in " + std::to_string(retry.count()) +
+                " s");
+            const auto lost = Clock::now();
+            while (g_stop == 0) {
+                sleepUntil(Clock::now() + retry);
+                if (g_stop != 0 || session.open().empty()) {
+                    break;
+                }
+                retry = std::min(retry * 2, kLongestRetry);
+                say("no answer yet; trying again in " + std::to_string(retry.count()) + " s");
+            }
+            if (session.isOpen()) {
+                say("the BMC answers again, after " +
+                    std::to_string(
+                        std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - lost)
+                            .count()) +
+                    " s; following on from the last record read");
+                retry = std::chrono::seconds(1);
+            }
+            continue;
+        }
+        if (live) {
+            Item now;
+            now.kind = Item::Kind::Wait;
+            now.timing = Timing::Offset;
+            now.offset = static_cast<uint64_t>(
+                std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - *live).count());
+            replay.play(now); // the display up to now, its changes written out
+        }
+        fflush(stdout);
+        if ((args.records && records >= *args.records) ||
+            (args.duration &&
+             Clock::now() - began >= std::chrono::duration<double>(*args.duration))) {
+            break;
+        }
+        sleepUntil(pollAt + interval);
+    }
+    replay.finish(unreadable);
+    fflush(stdout);
+    if (args.stats) {
+        fprintf(stderr,
+                "follow: %lu IPMI commands in %lu polls (%lu idle), %lu records, %lu unreadable\n",
+                commands, polls, idlePolls, records, unreadable);
+    }
+    return unreadable > 0 ? kUnreadable : 0;
+}
+
+} // namespace diagpanel
