@@ -52,3 +52,9 @@ diagpanel_golden(tables 0 ARGS tables)
 
 diagpanel_test(diagpanel_test tools/diagpanel_test.cpp)
 target_link_libraries(diagpanel_test PRIVATE diagpanel_replay)
+
+# follow against a simulated BMC of the test's own (ipmi_sim on 127.0.0.1), on the host build.
+if(NOT CMAKE_CROSSCOMPILING AND NOT DIAGPANEL_SANITIZE)
+  add_test(NAME tool_follow COMMAND ${CMAKE_CURRENT_LIST_DIR}/follow_test.sh $<TARGET_FILE:diagpanel>)
+  set_tests_properties(tool_follow PROPERTIES SKIP_RETURN_CODE 77 TIMEOUT 300)
+endif()

@@ -1,0 +1,109 @@
+#!/bin/bash
+# SPDX-License-Identifier: Apache-2.0
+# diagpanel follow against OpenIPMI's simulated BMC (ipmi_sim), started here on 127.0.0.1 at a
+# free port with a SEL and SDRs of this test's own, and stopped by its process id whatever
+# happens. Every wait is bounded.
+#   follow_test.sh TOOL          exit 77 (skipped) without ipmi_sim or ipmitool
+set -u
+tool=$1
+command -v ipmi_sim >/dev/null && command -v ipmitool >/dev/null || { echo "no ipmi_sim/ipmitool"; exit 77; }
+work=$(mktemp -d)
+sim=
+follower=
+trap 'kill $sim $follower 2>/dev/null; wait 2>/dev/null; rm -rf "$work"' EXIT
+fail() { echo "FAILED: $*"; echo "--- follow's output"; cat "$work/out" "$work/err" 2>/dev/null; exit 1; }
+
+# Waits up to 30 s for $3 (default 1) lines matching $2 in file $1.
+waitFor() {
+    for _ in $(seq 300); do
+        [ "$(grep -c -- "$2" "$1" 2>/dev/null)" -ge "${3:-1}" ] && return 0
+        sleep 0.1
+    done
+    fail "no '$2' in $1"
+}
+
+# The BMC: an admin user, three named sensors, an empty SEL; records come through its console.
+cat >"$work/bmc.emu" <<'EOF'
+mc_setbmc 0x20
+mc_add 0x20 0 has-device-sdrs 0x23 9 8 0x9f 0x1291 0xf02
+sel_enable 0x20 1000 0x0a
+main_sdr_add 0x20 0x30 0x00 0x51 0x01 0x37 0x20 0x00 0x30 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0xcc 0x50 0x53 0x55 0x5f 0x32 0x5f 0x53 0x74 0x61 0x74 0x75 0x73
+main_sdr_add 0x20 0x11 0x00 0x51 0x02 0x23 0x20 0x00 0x11 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0xc8 0x30 0x33 0x2d 0x43 0x50 0x55 0x20 0x32
+mc_enable 0x20
+EOF
+mkdir "$work/state"
+echo secret >"$work/pw"
+echo wrong >"$work/bad"
+
+startBmc() {
+    cat >"$work/lan.conf" <<EOF
+name "follow"
+set_working_mc 0x20
+  startlan 1
+    addr 127.0.0.1 $port
+    priv_limit admin
+    allowed_auths_admin none md2 md5 straight
+    guid a123456789abcdefa123456789abcdef
+  endlan
+  user 2 true "admin" "secret" admin 10 none md2 md5 straight
+  console 127.0.0.1 $console
+EOF
+    ipmi_sim -c "$work/lan.conf" -f "$work/bmc.emu" -s "$work/state" -n >"$work/sim.log" 2>&1 &
+    sim=$!
+    for _ in $(seq 50); do
+        ipmitool -I lanplus -H 127.0.0.1 -p $port -U admin -f "$work/pw" -C 3 -N 1 -R 1 mc info >/dev/null 2>&1 && return 0
+        kill -0 $sim 2>/dev/null || return 1 # the port was taken
+        sleep 0.1
+    done
+    return 1
+}
+for _ in 1 2 3 4 5; do
+    port=$((20000 + RANDOM % 30000)); console=$((port + 1))
+    startBmc && break
+done || fail "ipmi_sim did not start"
+
+# A SEL record through the BMC's console: record type 02h and the 13 bytes after it.
+addRecord() { exec 3<>/dev/tcp/127.0.0.1/$console && echo "sel_add 0x20 0x02 $*" >&3 && sleep 0.2; exec 3>&-; }
+memory="0x10 0x00 0x00 0x00 0x20 0x00 0x04 0x0c 0x60 0x6f 0xa1 0x00 0x60"
+psu="0x11 0x00 0x00 0x00 0x20 0x00 0x04 0x08 0x30 0x6f 0x01 0xff 0xff"
+temperature="0x12 0x00 0x00 0x00 0x20 0x00 0x04 0x01 0x11 0x01 0x59 0x5a 0x55"
+addRecord $memory; addRecord $psu; addRecord $temperature
+
+follow=(follow --host 127.0.0.1 --port $port --user admin --board 0x01030103)
+
+# A wrong password: exit 3 with the reason, in bounded time.
+timeout 60 "$tool" "${follow[@]}" --password-file "$work/bad" >"$work/out" 2>"$work/err"
+[ $? = 3 ] && grep -q "wrong password for user 'admin'" "$work/err" || fail "wrong password"
+
+# Every existing record, through the library: the fault table that replay gives for the same
+# records, named from the BMC's own SDRs.
+timeout 60 "$tool" "${follow[@]}" --password-file "$work/pw" --records 3 >"$work/out" 2>"$work/err" || fail "follow --records 3"
+bmc() { ipmitool -I lanplus -H 127.0.0.1 -p $port -U admin -f "$work/pw" -C 3 "$@" >/dev/null 2>&1; }
+bmc sel writeraw "$work/sel.bin"
+bmc sdr dump "$work/sdr.bin"
+"$tool" replay --board 0x01030103 --sdr "$work/sdr.bin" "$work/sel.bin" >"$work/replayed" || fail "replay"
+faults() { sed -n '/active faults/,/cycle/p' "$1"; }
+[ "$(faults "$work/out")" = "$(faults "$work/replayed")" ] && grep -q "power supply 02" "$work/out" || fail "follow and replay differ"
+
+# Following: a record added shows within a poll; a clear is told and what follows still comes; a
+# BMC that stops answering is told, and once it answers again nothing is lost or read twice.
+IPMI_PASSWORD=secret timeout 120 "$tool" "${follow[@]}" --interval 0.2 --records 6 --stats >"$work/out" 2>"$work/err" &
+follower=$!
+waitFor "$work/out" "(sel:3)"
+addRecord $psu
+waitFor "$work/out" "(sel:4)"
+bmc sel clear
+waitFor "$work/err" "the SEL was cleared"
+addRecord $temperature
+waitFor "$work/out" "input  SEL .*temperature 11h" 2
+kill $sim; wait $sim 2>/dev/null
+waitFor "$work/err" "the BMC stopped answering"
+startBmc || fail "ipmi_sim did not start again"
+waitFor "$work/err" "the BMC answers again"
+addRecord $memory
+for _ in $(seq 300); do kill -0 $follower 2>/dev/null || break; sleep 0.1; done
+wait $follower || fail "follow ended with $?"
+follower=
+[ "$(grep -c "input  SEL" "$work/out")" = 6 ] || fail "records lost or read twice"
+grep -q "follow: .* 6 records, 0 unreadable" "$work/err" || fail "stats"
+echo "follow: every record once, through a clear and a restart"
