@@ -90,6 +90,35 @@ TEST_F(HostileFrames, LengthsBeyondTheBoundAllocateNothing)
     }
 }
 
+// The hunt for the magic and the checks of a frame: what each drops, and that the next arrives.
+TEST_F(HostileFrames, BytesAroundAndInsideFramesAreReadAsDocumented)
+{
+    const auto damaged = [](Bytes frame, std::size_t at) {
+        frame[at] ^= 0x01;
+        return frame;
+    };
+    Bytes shortBody = markerFrame(0xE203);
+    shortBody.resize(16 + 5);
+    const struct {
+        const char *name;
+        Bytes bytes;
+        std::vector<std::string> lines;
+    } rows[] = {
+        {"stray bytes and a partial magic before a frame",
+         Bytes{0x78, 0x79, 0x7A, 0x4D, 0x3C, 0x2B} + markerFrame(0xE200),
+         {markerLine(0xE200)}},
+        {"a second M restarts the match", Bytes{0x4D} + markerFrame(0xE201), {markerLine(0xE201)}},
+        {"a bad header", damaged(markerFrame(0xE202), 14), {"Msg Header check err: 0xf1 to 0xf0"}},
+        {"a bad body", damaged(markerFrame(0xE202), 17), {"Msg Buffer check err: 0xe5 to 0xe4"}},
+        {"a short body takes the next frame's first bytes",
+         shortBody + markerFrame(0xE204) + markerFrame(0xE205),
+         {"Msg Buffer check err: 0x1b4 to 0xe5", markerLine(0xE205)}},
+    };
+    for (const auto &r : rows) {
+        EXPECT_EQ(feed(r.bytes), r.lines) << r.name;
+    }
+}
+
 TEST_F(HostileFrames, TheLargestFrameIsTaken)
 {
     // 4,096 bytes in all: taken, and dropped by the dispatch for its length's low byte (F0h).

@@ -74,9 +74,7 @@ extern "C" ssize_t write(int fd, const void *buffer, size_t count)
 
 namespace {
 
-using host::frameBytes;
 using host::markerFrame;
-using host::operator+;
 
 // A joined thread may linger a moment in /proc (under qemu-user it does): wait for the count.
 bool threadsSettleAt(int expected)
@@ -180,47 +178,6 @@ TEST_F(PipeTest, PostingFillsTheFrameAndRefusesBadArguments)
     EXPECT_EQ(log.lines(), expected);
     struct stat status = {};
     EXPECT_NE(stat(DIAG_PANEL_PIPE_PATH, &status), 0) << "the pipe file is gone";
-}
-
-TEST_F(PipeTest, FindsFramesBehindStrayBytesAndRestartedMagics)
-{
-    const test::LogCursor log;
-    writeRaw(std::vector<u8>{0x78, 0x79, 0x7A, 0x4D, 0x3C, 0x2B} + markerFrame(0x3001));
-    ASSERT_TRUE(arrives(0x3001));
-    // 4Dh 4Dh 3Ch 2Bh 1Ah: the second "M" restarts the match.
-    const std::vector<u8> frame = markerFrame(0x3002);
-    writeRaw(std::vector<u8>{0x4D} + frame);
-    ASSERT_TRUE(arrives(0x3002));
-    // A magic split across two writes, with the reader waiting in between.
-    writeRaw({frame.begin(), frame.begin() + 2});
-    writeRaw(std::vector<u8>{frame.begin() + 2, frame.end()} + markerFrame(0x3003));
-    ASSERT_TRUE(arrives(0x3003));
-    EXPECT_TRUE(intakeLines(log).empty());
-}
-
-TEST_F(PipeTest, DropsBadFramesWithTheirLineAndReadsTheNext)
-{
-    std::vector<u8> badHeader = markerFrame(0x4001);
-    badHeader[14] ^= 0x01;
-    std::vector<u8> badBody = markerFrame(0x4002);
-    badBody[17] ^= 0x01;
-    std::vector<u8> shortBody = markerFrame(0x4003);
-    shortBody.resize(16 + 5);
-    const test::LogCursor log;
-    writeRaw(badHeader + markerFrame(0x4011));
-    ASSERT_TRUE(arrives(0x4011));
-    writeRaw(badBody + markerFrame(0x4012));
-    ASSERT_TRUE(arrives(0x4012));
-    // The short body takes the first bytes of the frame after it; the one after that arrives.
-    writeRaw(shortBody + markerFrame(0x4013) + markerFrame(0x4014));
-    ASSERT_TRUE(arrives(0x4014));
-    const auto lines = intakeLines(log);
-    ASSERT_EQ(lines.size(), 3u);
-    EXPECT_EQ(lines[0], std::make_pair(2u, std::string("Msg Header check err: 0x4e to 0x4f")));
-    EXPECT_EQ(lines[1], std::make_pair(2u, std::string("Msg Buffer check err: 0x43 to 0x42")));
-    EXPECT_EQ(lines[2].first, 2u);
-    EXPECT_EQ(lines[2].second.rfind("Msg Buffer check err: ", 0), 0u);
-    EXPECT_FALSE(arrived(0x4001)) << "a bad frame is not dispatched";
 }
 
 TEST_F(PipeTest, RetriesInterruptedReadsFiveTimes)
