@@ -70,23 +70,6 @@ TEST_F(DispatchTest, DisplayEventsSteerThePanelWithTheirPercentageInBcd)
     EXPECT_EQ(nextCode(), 0x00004000u);
 }
 
-TEST_F(DispatchTest, SelRecordsReachTheirTranslatorAndTheTable)
-{
-    ASSERT_EQ(test::postSel(raidRecord(12), 4), 0);
-    // The direction bit takes no part in routing, and the power-capping row takes any sensor.
-    DIAG_PANEL_MSG_S powercap = test::message(10, 1, 2 << 2, 0x100);
-    ASSERT_EQ(DIAG_PANEL_ProcessNewMsg(&powercap), 0);
-    ASSERT_EQ(test::postSel(test::sel(0x0A, 0x01, 0xF2, 0x08), 0), 0);
-    ASSERT_TRUE(test::drainIntake());
-    const auto table = test::tableSnapshot();
-    ASSERT_EQ(table.size(), 1u) << "the power-capping clear removed its entry";
-    EXPECT_EQ(table[0].msg.usFaultType, 4);
-    EXPECT_EQ(table[0].msg.ucIndex, 0x12);
-    EXPECT_EQ(table[0].msg.uiFaultMask, 0x2u);
-    EXPECT_EQ(table[0].msg.ucLevelInfo, 3 << 2);
-    EXPECT_EQ(nextCode(), 3u << 11 | 0x12u << 3 | 1u << 18);
-}
-
 // Frames the dispatch drops: a record of no SEL type or route (silently), a body whose length's
 // low byte is wrong, an event type beyond the last, a message type of none. A 272-byte body
 // passes as 16, its first 16 bytes counting.
