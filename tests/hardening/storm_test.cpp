@@ -106,14 +106,14 @@ extern "C" int __wrap_DIAG_PANEL_EventRecv(DIAG_PANEL_DISP_EVENT_S *event)
 
 namespace {
 
-// One kind of frame the producers post: a SEL record with its severity, or a display event.
+// One kind of frame the producers post: a SEL record with its severity, or a display event; the
+// producer's tag and sequence number go where the library does not read.
 struct Kind {
-    bool isSel;
-    test::SelBytes record;
+    u8 msgType;
+    std::vector<u8> body;
     u8 severity;
-    u32 eventType;
-    u8 percent;
     u8 messages; // what a frame of it hands to the fault table
+    size_t seqAt;
 };
 
 // A record of every family (both directions for some) and every display event.
@@ -121,34 +121,29 @@ std::vector<Kind> kinds()
 {
     std::vector<Kind> all;
     for (const test::FamilyRecord &f : test::familyRecords()) {
-        all.push_back({true, f.record, f.severity, 0, 0, f.messages});
+        all.push_back({DIAG_PANEL_MSG_TYPE_SEL,
+                       {f.record.begin(), f.record.end()},
+                       f.severity,
+                       f.messages,
+                       kSelSeq});
     }
     for (const u32 type : {DIAG_PANEL_EVENT_POST_START, DIAG_PANEL_EVENT_POST_PROGRESS,
                            DIAG_PANEL_EVENT_POST_END, DIAG_PANEL_EVENT_POST_STOP}) {
-        all.push_back({false, {}, 0, type, 45, 0});
+        std::vector<u8> body{static_cast<u8>(type), 0, 0, 0, 45};
+        body.resize(DIAG_PANEL_EVENT_LEN);
+        all.push_back({DIAG_PANEL_MSG_TYPE_EVENT, body, 0, 0, kEventSeq});
     }
     return all;
 }
 
 int post(const Kind &kind, u32 producer, u32 seq)
 {
-    const u8 tag = static_cast<u8>(kTag | producer);
-    if (kind.isSel) {
-        test::SelBytes record = kind.record;
-        record[kSelSeq] = static_cast<u8>(seq);
-        record[kSelSeq + 1] = static_cast<u8>(seq >> 8);
-        record[kSelSeq + 2] = static_cast<u8>(seq >> 16);
-        record[kSelSeq + 3] = tag;
-        return test::postSel(record, kind.severity);
-    }
-    std::vector<u8> body(DIAG_PANEL_EVENT_LEN, 0);
-    memcpy(body.data(), &kind.eventType, sizeof kind.eventType);
-    body[4] = kind.percent;
-    body[kEventSeq] = static_cast<u8>(seq);
-    body[kEventSeq + 1] = static_cast<u8>(seq >> 8);
-    body[kEventSeq + 2] = static_cast<u8>(seq >> 16);
-    body[kEventSeq + 3] = tag;
-    return test::postFrame(DIAG_PANEL_MSG_TYPE_EVENT, body);
+    std::vector<u8> body = kind.body;
+    body[kind.seqAt] = static_cast<u8>(seq);
+    body[kind.seqAt + 1] = static_cast<u8>(seq >> 8);
+    body[kind.seqAt + 2] = static_cast<u8>(seq >> 16);
+    body[kind.seqAt + 3] = static_cast<u8>(kTag | producer);
+    return test::postFrame(kind.msgType, body, kind.severity);
 }
 
 u32 framesPerProducer()
@@ -287,7 +282,7 @@ TEST_F(StormTest, EveryFrameOfEveryProducerArrivesOnceAndIsCounted)
         for (u32 n = 0; n < frames; ++n) {
             const Kind &kind = all[kindOf(p, n, all.size())];
             messages += kind.messages;
-            events += kind.isSel ? 0 : 1;
+            events += kind.msgType == DIAG_PANEL_MSG_TYPE_EVENT ? 1 : 0;
         }
     }
     EXPECT_EQ(g_tally.messages.load(), messages);
