@@ -77,15 +77,6 @@ class DisplayTest : public testing::Test
         return code;
     }
 
-    static std::vector<u32> steps(int count)
-    {
-        std::vector<u32> codes;
-        for (int i = 0; i < count; ++i) {
-            codes.push_back(step());
-        }
-        return codes;
-    }
-
     static void event(u32 type, u8 percent = 0)
     {
         DIAG_PANEL_DISP_EVENT_S ev{};

@@ -5,6 +5,7 @@
 // leave the library working: the scenario run again gives what a run that never failed gives.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
@@ -14,6 +15,7 @@
 #include <vector>
 
 #include "display/display_state.hpp"
+#include "host_support/log.hpp"
 #include "tests/hardening/allocations.hpp"
 #include "tests/hardening/families.hpp"
 #include "tests/support/alloc_failure.hpp"
@@ -68,12 +70,11 @@ bool liveSettleAt(long expected, const FailAllocation *failure)
 
 namespace {
 
-// The line each allocation site logs when its allocation fails. Texts that begin with "]" follow
-// the "[unit.line]" prefix.
+// The line each allocation site logs when its allocation fails, without its "[unit.line]" prefix.
 const std::string kSelFrame = "Failed to malloc memory: len=0x20";
 const std::string kEventFrame = "Failed to malloc memory: len=0x1c";
-const std::string kEntry = "]Memory allocation Failed for diagnostic panel node.";
-const std::string kBuckets = "]Memory allocation Failed for hash table.";
+const std::string kEntry = "Memory allocation Failed for diagnostic panel node.";
+const std::string kBuckets = "Memory allocation Failed for hash table.";
 
 // A scenario's run is followed by a drain of the intake, whose marker frame is one allocation more.
 struct Scenario {
@@ -119,13 +120,10 @@ std::vector<Scenario> scenarios()
 
 bool logged(const test::LogCursor &log, const std::string &text)
 {
-    int count = 0;
-    for (const std::string &line : log.texts()) {
-        const bool prefixed = text[0] == ']' && line.size() > text.size() && line[0] == '[' &&
-                              line.compare(line.size() - text.size(), text.size(), text) == 0;
-        count += line == text || prefixed;
-    }
-    return count == 1;
+    const auto texts = log.texts();
+    return std::ranges::count_if(texts, [&](const std::string &line) {
+               return host::withoutUnitPrefix(line) == text;
+           }) == 1;
 }
 
 // What a scenario leaves: the table's entries and the display's state.
