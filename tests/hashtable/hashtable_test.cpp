@@ -48,10 +48,7 @@ std::string format(const char *fmt, ...)
 class Model
 {
   public:
-    struct Entry {
-        DIAG_PANEL_MSG_S msg;
-        u8 displayed;
-    };
+    using Entry = DIAG_PANEL_MSG_S; // never shown here: the display marks stay 0
 
     bool ready = false;
     std::array<std::vector<Entry>, 12> buckets;
@@ -104,27 +101,27 @@ class Model
         auto &bucket = buckets[m.usFaultType % 12];
         flags[m.usFaultType % 12] = 1;
         for (Entry &e : bucket) {
-            if (e.msg.ucIndex != m.ucIndex) {
+            if (e.ucIndex != m.ucIndex) {
                 continue;
             }
-            const u32 old = e.msg.uiFaultMask;
-            e.msg.uiFaultMask |= m.uiFaultMask;
+            const u32 old = e.uiFaultMask;
+            e.uiFaultMask |= m.uiFaultMask;
             if (old == 0) {
-                e.msg.ucLevel1Cnt = e.msg.ucLevel2Cnt = e.msg.ucLevel3Cnt = 0;
-                setLevel(e.msg, level);
-            } else if (e.msg.uiFaultMask != old) {
+                e.ucLevel1Cnt = e.ucLevel2Cnt = e.ucLevel3Cnt = 0;
+                setLevel(e, level);
+            } else if (e.uiFaultMask != old) {
                 if (level >= 1 && level <= 3) {
-                    ++*counter(e.msg, level);
+                    ++*counter(e, level);
                 } else {
                     log.push_back({4, format("Unknow level: %d!", level)});
                 }
-                recompute(e.msg);
+                recompute(e);
             }
             return 0;
         }
-        Entry fresh{m, 0};
+        Entry fresh = m;
         if (m.uiFaultMask != 0 && level >= 1 && level <= 3) {
-            *counter(fresh.msg, level) = 1;
+            *counter(fresh, level) = 1;
         }
         bucket.push_back(fresh);
         return 0;
@@ -134,10 +131,10 @@ class Model
     {
         auto &bucket = buckets[m.usFaultType % 12];
         for (auto it = bucket.begin(); it != bucket.end(); ++it) {
-            if (it->msg.ucIndex != m.ucIndex) {
+            if (it->ucIndex != m.ucIndex) {
                 continue;
             }
-            DIAG_PANEL_MSG_S &e = it->msg;
+            DIAG_PANEL_MSG_S &e = *it;
             if (m.uiFaultMask == 0) {
                 e.uiFaultMask = 0;
             } else {
@@ -210,7 +207,7 @@ class HashTableTest : public testing::Test
         std::vector<test::Entry> expected;
         for (u32 b = 0; b < 12; ++b) {
             for (const Model::Entry &e : model.buckets[b]) {
-                expected.push_back({b, e.msg, e.displayed});
+                expected.push_back({b, e, 0});
             }
         }
         const std::vector<test::Entry> actual = test::tableSnapshot();

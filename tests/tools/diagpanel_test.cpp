@@ -1,6 +1,6 @@
 // diagpanel's parts against the library: decoding what the library itself writes to the panel,
-// the virtual clock a capture is mapped onto, and cycle finding. Whole replays, with their skipped
-// cycles, are the golden runs'; their speed is make bench's.
+// the virtual clock a capture is mapped onto. Whole replays, with the cycles they find and skip,
+// are the golden runs'; their speed is make bench's.
 #include <gtest/gtest.h>
 
 #include <diagpanel/diagpanel.h>
@@ -81,28 +81,6 @@ TEST(DiagpanelTimeMap, PlacesTimestampsOnOneMonotonicClock)
         EXPECT_EQ(map.place(selAt(s.stamp)), s.at);
     }
     EXPECT_EQ(map.selClock(116), 0x65E1A2C0);
-}
-
-TEST(DiagpanelCycles, FindsTheLongestRepeatingTail)
-{
-    auto steps = [](std::initializer_list<u32> codes) {
-        std::vector<Step> out;
-        for (const u32 c : codes) {
-            out.push_back({0, c, 4});
-        }
-        return out;
-    };
-    const std::optional<Period> cycle = periodicTail(steps({9, 1, 2, 3, 1, 2, 3, 1}), 0, 2);
-    ASSERT_TRUE(cycle);
-    EXPECT_EQ(cycle->start, 1u);
-    EXPECT_EQ(cycle->length, 3u);
-    EXPECT_FALSE(periodicTail(steps({9, 1, 2, 3, 1, 2, 3, 1}), 0, 3));
-    EXPECT_FALSE(periodicTail(steps({1, 2, 3, 4}), 0, 2));
-    std::vector<Step> quiet = steps({5, 0, 5, 0});
-    quiet[1].code.reset(); // steps that wrote nothing (diagnostic mode) differ from any code
-    quiet[3].code.reset();
-    EXPECT_EQ(periodicTail(quiet, 0, 2)->length, 2u);
-    EXPECT_EQ(periodicTail(quiet, 0, 2)->start, 0u);
 }
 
 } // namespace

@@ -113,13 +113,7 @@ class PipeTest : public testing::Test
     // Whether the marker's line has been logged already (no waiting).
     static bool arrived(u32 marker)
     {
-        const test::LogCursor all(0);
-        for (const std::string &text : all.texts()) {
-            if (text == host::markerLine(marker)) {
-                return true;
-            }
-        }
-        return false;
+        return std::ranges::count(test::LogCursor(0).texts(), host::markerLine(marker)) > 0;
     }
 
     // The intake's own log lines (level, text) from a point on, markers left out.
