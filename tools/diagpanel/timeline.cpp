@@ -74,13 +74,13 @@ class TextSink : public Sink
             break;
         case Event::Kind::Repeat:
             if (e.cycle.size() == 1) {
-                fprintf(out_, "%34s... unchanged until %s\n", "", clock(e.until).c_str());
+                fprintf(out_, "%34s... unchanged until %s\n", "", when(e.until).c_str());
             } else {
                 fprintf(out_,
                         "%34s... the cycle of %zu steps above (%llu s) repeats until %s, "
                         "%llu times\n",
                         "", e.cycle.size(), static_cast<unsigned long long>(e.period),
-                        clock(e.until).c_str(), static_cast<unsigned long long>(e.times));
+                        when(e.until).c_str(), static_cast<unsigned long long>(e.times));
             }
             last_.reset();
             break;
@@ -97,7 +97,7 @@ class TextSink : public Sink
     }
     void end(const Summary &s) override
     {
-        fprintf(out_, "\nat %s%s, after %zu input%s%s:\n", clock(s.time).c_str(),
+        fprintf(out_, "\nat %s%s, after %zu input%s%s:\n", when(s.time).c_str(),
                 s.sel ? (" (SEL time " + calendar(*s.sel) + ")").c_str() : "", s.records,
                 s.records == 1 ? "" : "s",
                 s.problems != 0 ? (", " + std::to_string(s.problems) + " unreadable").c_str() : "");
