@@ -19,7 +19,7 @@
 #include <valgrind/callgrind.h>
 
 #include "bench/support.hpp"
-#include "host_platform/diagpanel_host.h"
+#include <host_platform/diagpanel_host.h>
 
 namespace {
 

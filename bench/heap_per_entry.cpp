@@ -12,7 +12,7 @@
 #include <diagpanel/diagpanel.h>
 
 #include "bench/support.hpp"
-#include "host_platform/diagpanel_host.h"
+#include <host_platform/diagpanel_host.h>
 
 namespace {
 

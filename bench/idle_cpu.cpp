@@ -9,7 +9,7 @@
 #include <string>
 
 #include "bench/support.hpp"
-#include "host_platform/diagpanel_host.h"
+#include <host_platform/diagpanel_host.h>
 
 namespace {
 

@@ -22,7 +22,7 @@
 #include <vector>
 
 #include "bench/support.hpp"
-#include "host_platform/diagpanel_host.h"
+#include <host_platform/diagpanel_host.h>
 
 namespace {
 

@@ -15,6 +15,8 @@
 #include <unistd.h>
 #include <vector>
 
+#include <boards/catalogue.hpp>
+
 #include "host_support/frames.hpp"
 
 namespace {
@@ -102,6 +104,8 @@ struct Run {
 
 Run replay(const char *tool, const std::string &input)
 {
+    char board[16];
+    snprintf(board, sizeof board, "%#010x", diag::board::k01030103);
     fflush(stdout); // the child would write out what is buffered
     const auto began = std::chrono::steady_clock::now();
     const pid_t child = fork();
@@ -109,7 +113,7 @@ Run replay(const char *tool, const std::string &input)
         if (freopen("/dev/null", "w", stdout) == nullptr) {
             _exit(127);
         }
-        execl(tool, tool, "replay", "--board", "0x01030103", input.c_str(), nullptr);
+        execl(tool, tool, "replay", "--board", board, input.c_str(), nullptr);
         _exit(127);
     }
     int status = 0;

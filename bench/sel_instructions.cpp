@@ -17,7 +17,7 @@
 #include <valgrind/callgrind.h>
 
 #include "bench/support.hpp"
-#include "host_platform/diagpanel_host.h"
+#include <host_platform/diagpanel_host.h>
 #include "host_support/intake.hpp"
 
 namespace {

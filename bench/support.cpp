@@ -10,7 +10,7 @@
 #include <sstream>
 #include <sys/resource.h>
 
-#include "host_platform/diagpanel_host.h"
+#include <host_platform/diagpanel_host.h>
 #include "host_support/intake.hpp"
 #include "host_support/private_var.hpp"
 

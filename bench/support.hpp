@@ -8,12 +8,14 @@
 
 #include <diagpanel/diagpanel.h>
 
+#include <boards/catalogue.hpp>
+
 #include "host_support/frames.hpp"
 
 namespace bench {
 
 // The board every program runs on (the stand-in's default) and the handle given to the intake.
-inline constexpr u32 kBoard = 0x01030103;
+inline constexpr u32 kBoard = diag::board::k01030103;
 inline constexpr u32 kHalHandle = 0x5A;
 
 using host::SelBytes;

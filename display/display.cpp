@@ -9,10 +9,10 @@
 #include <diagpanel/core.h>
 #include <diagpanel/hashtable.h>
 
-#include "core/export.hpp"
-#include "core/log.hpp"
-#include "core/panel.hpp"
-#include "core/scoped_lock.hpp"
+#include "common/export.hpp"
+#include "common/log.hpp"
+#include "common/panel.hpp"
+#include "common/scoped_lock.hpp"
 #include "display/display_state.hpp"
 
 using namespace diag;

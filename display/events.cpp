@@ -4,9 +4,9 @@
 
 #include <diagpanel/hashtable.h>
 
-#include "core/export.hpp"
-#include "core/log.hpp"
-#include "core/scoped_lock.hpp"
+#include "common/export.hpp"
+#include "common/log.hpp"
+#include "common/scoped_lock.hpp"
 #include "display/display_state.hpp"
 
 using namespace diag;

@@ -6,9 +6,9 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "core/export.hpp"
-#include "core/log.hpp"
-#include "core/scoped_lock.hpp"
+#include "common/export.hpp"
+#include "common/log.hpp"
+#include "common/scoped_lock.hpp"
 #include "hashtable/fault_level.hpp"
 
 using namespace diag;

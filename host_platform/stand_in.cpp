@@ -1,7 +1,7 @@
 // The host stand-in for the firmware's platform libraries. Every call behaves like the firmware's
 // with scriptable answers, and records what the library asked, so tests and tools can read back
 // the log, the panel codes and the platform calls.
-#include "host_platform/diagpanel_host.h"
+#include <host_platform/diagpanel_host.h>
 
 #include <array>
 #include <chrono>
@@ -17,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include <boards/catalogue.hpp>
 #include <platform/platform.h>
 
 extern "C" {
@@ -30,7 +31,7 @@ u32 g_uiPcieRaidSlotNum = 0xFF;
 
 namespace {
 
-constexpr u32 kDefaultBoard = 0x01030103;
+constexpr u32 kDefaultBoard = diag::board::k01030103;
 constexpr u32 kDefaultVersion = 0x00A01234;
 constexpr size_t kSensorNameBuffer = 17;    // what the library hands to Hal_GetSensorNameCfg
 constexpr size_t kRetainedLines = 1u << 14; // journals keep their newest lines

@@ -1,5 +1,5 @@
-#include "host_platform/virtual_clock.hpp"
-#include "host_platform/yield_wait.hpp"
+#include <host_platform/virtual_clock.hpp>
+#include <host_platform/yield_wait.hpp>
 
 #include <atomic>
 #include <condition_variable>

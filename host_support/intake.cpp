@@ -4,7 +4,7 @@
 #include <atomic>
 #include <string>
 
-#include "host_platform/diagpanel_host.h"
+#include <host_platform/diagpanel_host.h>
 #include "host_support/frames.hpp"
 
 namespace host {

@@ -163,18 +163,18 @@ constexpr std::span<const SingleBitRow> kNoSingleBits{};
 
 // clang-format off
 constexpr std::array<BoardLogicTables, 12> kBoards{{
-    {0x01030103, kRegistersA, kSingleBits},
-    {0x01030303, kRegistersA, kSingleBits},
-    {0x01031104, kRegistersA, kSingleBits},
-    {0x01031304, kRegistersA, kSingleBits},
-    {0x01034301, kRegistersB, kNoSingleBits},
-    {0x60010101, kRegistersC, kSingleBits},
-    {0x60010201, kRegistersC, kSingleBits},
-    {0x60010202, kRegistersC, kSingleBits},
-    {0x01032303, kRegistersD, kNoSingleBits},
-    {0x01033304, kRegistersE, kNoSingleBits},
-    {0x01033305, kRegistersE, kNoSingleBits},
-    {0x03033505, kRegistersF, kSingleBits},
+    {board::k01030103, kRegistersA, kSingleBits},
+    {board::k01030303, kRegistersA, kSingleBits},
+    {board::k01031104, kRegistersA, kSingleBits},
+    {board::k01031304, kRegistersA, kSingleBits},
+    {board::k01034301, kRegistersB, kNoSingleBits},
+    {board::k60010101, kRegistersC, kSingleBits},
+    {board::k60010201, kRegistersC, kSingleBits},
+    {board::k60010202, kRegistersC, kSingleBits},
+    {board::k01032303, kRegistersD, kNoSingleBits},
+    {board::k01033304, kRegistersE, kNoSingleBits},
+    {board::k01033305, kRegistersE, kNoSingleBits},
+    {board::k03033505, kRegistersF, kSingleBits},
 }};
 // clang-format on
 

@@ -119,15 +119,15 @@ struct BoardDiskRule {
 
 // clang-format off
 constexpr std::array<BoardDiskRule, 9> kBoardDiskRules{{
-    {0x01030103, slotOrPrevious},
-    {0x01031104, slotOrPrevious},
-    {0x01030303, byBackplane},
-    {0x01031304, byBackplane},
-    {0x01032303, groupsOfThirty},
-    {0x01033304, groupsOfTen},
-    {0x01033305, groupsOfTen},
-    {0x01033306, groupsOfTen},
-    {0x01034301, slotOrRearAfter29},
+    {board::k01030103, slotOrPrevious},
+    {board::k01031104, slotOrPrevious},
+    {board::k01030303, byBackplane},
+    {board::k01031304, byBackplane},
+    {board::k01032303, groupsOfThirty},
+    {board::k01033304, groupsOfTen},
+    {board::k01033305, groupsOfTen},
+    {board::k01033306, groupsOfTen},
+    {board::k01034301, slotOrRearAfter29},
 }};
 // clang-format on
 

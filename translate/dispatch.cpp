@@ -8,7 +8,7 @@
 #include <diagpanel/display.h>
 #include <diagpanel/hashtable.h>
 
-#include "core/export.hpp"
+#include "common/export.hpp"
 #include "translate/intake.hpp"
 #include "translate/translator.hpp"
 
@@ -131,7 +131,7 @@ DIAG_PANEL_TRANS_TRANSLATOR_F diag::routeOf(u8 eventType, u8 sensorType)
     return nullptr;
 }
 
-void diag::dispatchFrame(DIAG_PANEL_PIPE_MSG_S *frame)
+void DIAG_PANEL_TRANS_dispatchFrame(DIAG_PANEL_PIPE_MSG_S *frame)
 {
     switch (frame->ucMsgType) {
     case DIAG_PANEL_MSG_TYPE_EVENT:

@@ -23,14 +23,14 @@ struct FanBoard {
 // clang-format off
 constexpr std::array<FanBoard, 8> kFanBoards{{
     // board        fan-state checked  redundancy
-    {  0x01030103,  true,              false },
-    {  0x01030303,  true,              false },
-    {  0x01031104,  true,              false },
-    {  0x01031304,  true,              false },
-    {  0x60010101,  true,              false },
-    {  0x60010201,  true,              false },
-    {  0x60010202,  true,              false },
-    {  0x01034301,  false,             true  },
+    {  board::k01030103,  true,              false },
+    {  board::k01030303,  true,              false },
+    {  board::k01031104,  true,              false },
+    {  board::k01031304,  true,              false },
+    {  board::k60010101,  true,              false },
+    {  board::k60010201,  true,              false },
+    {  board::k60010202,  true,              false },
+    {  board::k01034301,  false,             true  },
 }};
 // clang-format on
 constexpr FanBoard kOtherBoard{0, false, false};

@@ -8,13 +8,15 @@
 // The byte sum of `uiLen` bytes into 32 bits; 0 for a NULL pointer or no bytes.
 u32 DIAG_PANEL_TRANS_checkSum(const void *pData, u32 uiLen);
 
+// Routes one checked frame (header and body in one allocation) and frees it. Called by the
+// reader thread alone. A C name, hidden like every internal one: the seam where a test build
+// (--wrap) watches each frame the reader hands on.
+extern "C" void DIAG_PANEL_TRANS_dispatchFrame(DIAG_PANEL_PIPE_MSG_S *frame);
+
 namespace diag {
 
 // The HAL handle given to the intake's start-up, passed on to the platform's sensor-name query.
 u32 intakeHalHandle();
-
-// Routes one checked frame (header and body in one allocation) and frees it.
-void dispatchFrame(DIAG_PANEL_PIPE_MSG_S *frame);
 
 // The translator of records of this event type (without the direction bit) and sensor type, or
 // nullptr when none is routed.

@@ -41,10 +41,10 @@ struct RenumberedBoard {
 
 // clang-format off
 constexpr std::array<RenumberedBoard, 4> kRenumberedBoards{{
-    {  0x01032303, {DIAG_PANEL_TRANS_V5r2Riser0SlotNum, nullptr} },
-    {  0x01033304, {DIAG_PANEL_TRANS_V8R1RiserSlotNum,  nullptr} },
-    {  0x01033305, {DIAG_PANEL_TRANS_V8R1RiserSlotNum,  nullptr} },
-    {  0x01034301, {DIAG_PANEL_TRANS_V5R3RiserSlotNum,  DIAG_PANEL_TRANS_V5r3M2SlotNum} },
+    {  board::k01032303, {DIAG_PANEL_TRANS_V5r2Riser0SlotNum, nullptr} },
+    {  board::k01033304, {DIAG_PANEL_TRANS_V8R1RiserSlotNum,  nullptr} },
+    {  board::k01033305, {DIAG_PANEL_TRANS_V8R1RiserSlotNum,  nullptr} },
+    {  board::k01034301, {DIAG_PANEL_TRANS_V5R3RiserSlotNum,  DIAG_PANEL_TRANS_V5r3M2SlotNum} },
 }};
 // clang-format on
 

@@ -13,8 +13,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "core/export.hpp"
-#include "core/scoped_lock.hpp"
+#include "common/export.hpp"
+#include "common/scoped_lock.hpp"
 #include "translate/boards.hpp"
 #include "translate/intake.hpp"
 #include "translate/translator.hpp"
@@ -209,7 +209,7 @@ void readFrame(int fd)
         free(frame);
         return;
     }
-    dispatchFrame(frame);
+    DIAG_PANEL_TRANS_dispatchFrame(frame);
 }
 
 void *DIAG_PANEL_TRANS_run(void *)
@@ -366,8 +366,7 @@ DIAG_PANEL_API int DIAG_PANEL_TRANS_postMessage(DIAG_PANEL_PIPE_MSG_S *pstMsg)
     }
     const u32 bodyLen = pstMsg->uiLen;
     // A length whose frame size wraps cannot describe a real buffer.
-    if (bodyLen == 0 || pstMsg->ucMsgType > DIAG_PANEL_MSG_TYPE_EVENT ||
-        frameSizeWraps(bodyLen)) {
+    if (bodyLen == 0 || pstMsg->ucMsgType > DIAG_PANEL_MSG_TYPE_EVENT || frameSizeWraps(bodyLen)) {
         DIAG_LOG(kLogError, "Invalid input param: len=%#x, msgType=%#x", bodyLen,
                  pstMsg->ucMsgType);
         return -1;

@@ -7,7 +7,7 @@
 #include <array>
 #include <span>
 
-#include "core/export.hpp"
+#include "common/export.hpp"
 #include "translate/translator.hpp"
 
 using namespace diag;

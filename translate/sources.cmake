@@ -1,10 +1,9 @@
-# The intake, the dispatch, the board tables and one file per translator family.
+# The intake, the dispatch, the running board and one file per translator family.
 set(DIAGPANEL_TRANSLATE_SOURCES
   translate/pipe.cpp
   translate/dispatch.cpp
   translate/helpers.cpp
   translate/boards.cpp
-  translate/board_tables.cpp
   translate/memory.cpp
   translate/firmware_progress.cpp
   translate/raid.cpp

@@ -6,7 +6,9 @@
 
 #include <optional>
 
-#include "core/log.hpp"
+#include <boards/catalogue.hpp>
+
+#include "common/log.hpp"
 #include "hashtable/fault_level.hpp"
 
 namespace diag {

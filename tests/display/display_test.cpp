@@ -8,10 +8,10 @@
 #include <sstream>
 #include <thread>
 
-#include "host_platform/virtual_clock.hpp"
+#include <host_platform/virtual_clock.hpp>
 #include "host_support/log.hpp"
 #include "host_support/table.hpp"
-#include "platform/platform.h"
+#include <platform/platform.h>
 #include "tests/support/harness.hpp"
 
 namespace {

@@ -8,10 +8,10 @@
 
 #include <diagpanel/diagpanel.h>
 
-#include "core/panel.hpp"
-#include "host_platform/diagpanel_host.h"
+#include "common/panel.hpp"
+#include <host_platform/diagpanel_host.h>
 #include "host_support/table.hpp"
-#include "platform/platform.h"
+#include <platform/platform.h>
 #include "tests/fuzz/fuzz_support.hpp"
 
 // The display's sleeps return at once.

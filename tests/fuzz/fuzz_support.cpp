@@ -9,10 +9,10 @@
 #include <diagpanel/diagpanel.h>
 
 #include "display/display_state.hpp"
-#include "host_platform/diagpanel_host.h"
+#include <host_platform/diagpanel_host.h>
 #include "host_support/private_var.hpp"
-#include "platform/platform.h"
-#include "translate/boards.hpp"
+#include <platform/platform.h>
+#include <boards/catalogue.hpp>
 
 namespace fuzz {
 

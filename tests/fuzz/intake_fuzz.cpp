@@ -16,7 +16,7 @@
 
 #include <diagpanel/diagpanel.h>
 
-#include "host_platform/diagpanel_host.h"
+#include <host_platform/diagpanel_host.h>
 #include "tests/fuzz/fuzz_support.hpp"
 
 extern "C" {

@@ -1,9 +1,11 @@
+#include <boards/catalogue.hpp>
+
 #include "tests/hardening/families.hpp"
 
 #include <gtest/gtest.h>
 
-#include "host_platform/virtual_clock.hpp"
-#include "platform/platform.h"
+#include <host_platform/virtual_clock.hpp>
+#include <platform/platform.h>
 
 namespace test {
 
@@ -51,7 +53,7 @@ void startWithFamilies()
 {
     HOST_Reset();
     HOST_LogEcho(0);
-    HOST_SetBoardId(0x01030103);
+    HOST_SetBoardId(diag::board::k01030103);
     HOST_SensorSetName(0x31, "19-P/S 2 Zone");
     HOST_SensorSetName(0x41, "PSU_2_Status");
     HOST_SensorSetName(0x51, "CPU_1_Status");

@@ -8,7 +8,7 @@ target_link_options(alloc_sweep_test PRIVATE -Wl,--wrap=free)
 # every display event is counted on its way through.
 diagpanel_unit_test(storm_test hardening/storm_test.cpp hardening/families.cpp)
 target_link_options(storm_test PRIVATE
-  -Wl,--wrap=_ZN4diag13dispatchFrameEP21DIAG_PANEL_PIPE_MSG_S
+  -Wl,--wrap=DIAG_PANEL_TRANS_dispatchFrame
   -Wl,--wrap=DIAG_PANEL_ProcessNewMsg
   -Wl,--wrap=DIAG_PANEL_EventRecv)
 set_tests_properties(storm_test PROPERTIES TIMEOUT 600)

@@ -23,16 +23,16 @@
 #include <unistd.h>
 #include <vector>
 
-#include "host_platform/virtual_clock.hpp"
+#include <host_platform/virtual_clock.hpp>
 #include "host_support/table.hpp"
-#include "platform/platform.h"
+#include <platform/platform.h>
 #include "tests/hardening/families.hpp"
 #include "tests/support/harness.hpp"
 
 // The hand-overs, wrapped at link time (hardening.cmake).
 extern "C" {
-void __real__ZN4diag13dispatchFrameEP21DIAG_PANEL_PIPE_MSG_S(DIAG_PANEL_PIPE_MSG_S *frame);
-void __wrap__ZN4diag13dispatchFrameEP21DIAG_PANEL_PIPE_MSG_S(DIAG_PANEL_PIPE_MSG_S *frame);
+void __real_DIAG_PANEL_TRANS_dispatchFrame(DIAG_PANEL_PIPE_MSG_S *frame);
+void __wrap_DIAG_PANEL_TRANS_dispatchFrame(DIAG_PANEL_PIPE_MSG_S *frame);
 int __real_DIAG_PANEL_ProcessNewMsg(DIAG_PANEL_MSG_S *msg);
 int __wrap_DIAG_PANEL_ProcessNewMsg(DIAG_PANEL_MSG_S *msg);
 int __real_DIAG_PANEL_EventRecv(DIAG_PANEL_DISP_EVENT_S *event);
@@ -72,8 +72,7 @@ void resetTally(u32 framesPerProducer)
 
 } // namespace
 
-extern "C" void
-__wrap__ZN4diag13dispatchFrameEP21DIAG_PANEL_PIPE_MSG_S(DIAG_PANEL_PIPE_MSG_S *frame)
+extern "C" void __wrap_DIAG_PANEL_TRANS_dispatchFrame(DIAG_PANEL_PIPE_MSG_S *frame)
 {
     const bool sel = frame->ucMsgType == DIAG_PANEL_MSG_TYPE_SEL;
     const u8 *seq = frame->aucBuf + (sel ? kSelSeq : kEventSeq);
@@ -89,7 +88,7 @@ __wrap__ZN4diag13dispatchFrameEP21DIAG_PANEL_PIPE_MSG_S(DIAG_PANEL_PIPE_MSG_S *f
             ++g_tally.misordered;
         }
     }
-    __real__ZN4diag13dispatchFrameEP21DIAG_PANEL_PIPE_MSG_S(frame);
+    __real_DIAG_PANEL_TRANS_dispatchFrame(frame);
 }
 
 extern "C" int __wrap_DIAG_PANEL_ProcessNewMsg(DIAG_PANEL_MSG_S *msg)

@@ -9,7 +9,7 @@
 
 #include <diagpanel/diagpanel.h>
 
-#include "host_platform/diagpanel_host.h"
+#include <host_platform/diagpanel_host.h>
 #include "host_support/frames.hpp"
 #include "host_support/intake.hpp"
 #include "host_support/table.hpp"

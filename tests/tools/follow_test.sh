@@ -6,6 +6,7 @@
 #   follow_test.sh TOOL          exit 77 (skipped) without ipmi_sim or ipmitool
 set -u
 tool=$1
+board=0x01030103 # the stand-in's default board, whose sensor names the records use
 command -v ipmi_sim >/dev/null && command -v ipmitool >/dev/null || { echo "no ipmi_sim/ipmitool"; exit 77; }
 work=$(mktemp -d)
 sim=
@@ -69,7 +70,7 @@ psu="0x11 0x00 0x00 0x00 0x20 0x00 0x04 0x08 0x30 0x6f 0x01 0xff 0xff"
 temperature="0x12 0x00 0x00 0x00 0x20 0x00 0x04 0x01 0x11 0x01 0x59 0x5a 0x55"
 addRecord $memory; addRecord $psu; addRecord $temperature
 
-follow=(follow --host 127.0.0.1 --port $port --user admin --board 0x01030103)
+follow=(follow --host 127.0.0.1 --port $port --user admin --board $board)
 
 # A wrong password: exit 3 with the reason, in bounded time.
 timeout 60 "$tool" "${follow[@]}" --password-file "$work/bad" >"$work/out" 2>"$work/err"
@@ -81,7 +82,7 @@ timeout 60 "$tool" "${follow[@]}" --password-file "$work/pw" --records 3 >"$work
 bmc() { ipmitool -I lanplus -H 127.0.0.1 -p $port -U admin -f "$work/pw" -C 3 "$@" >/dev/null 2>&1; }
 bmc sel writeraw "$work/sel.bin"
 bmc sdr dump "$work/sdr.bin"
-"$tool" replay --board 0x01030103 --sdr "$work/sdr.bin" "$work/sel.bin" >"$work/replayed" || fail "replay"
+"$tool" replay --board $board --sdr "$work/sdr.bin" "$work/sel.bin" >"$work/replayed" || fail "replay"
 faults() { sed -n '/active faults/,/cycle/p' "$1"; }
 [ "$(faults "$work/out")" = "$(faults "$work/replayed")" ] && grep -q "power supply 02" "$work/out" || fail "follow and replay differ"
 

@@ -2,6 +2,8 @@
 // logic, POST watchdog): levels, directions, the order of their checks, every log line and the
 // platform calls. Which code each position, register bit or slot gives is the board listing's
 // (diagpanel tables, compared with tests/tools/data/tables.golden).
+#include <boards/catalogue.hpp>
+
 #include "tests/translate/translator_cases.hpp"
 
 #include "display/display_state.hpp"
@@ -20,8 +22,8 @@ TEST_F(TranslatorTest, DimmRecords)
         {"given level wins",        kFirstBoard, dimm(0xA1), 3, code(0xA1, 1, 2, 2)},
         {"deassertion keeps level", 0, dimm(0xA0, 0, kDeassert), 4, code(0xA1, 0, 3, 0)},
         {"position beyond",         0, dimm(0xA0, 2),        4, {}, {"4 DIMM index exceeds: 0x14"}},
-        {"Kestrel EB has no row",   0x60010101, bySensor(0xEB), 4, {}, {"4 Wrong Kestrel DIMM SensorNum: 0xeb"}},
-        {"Merlin below D0",         0x60010202, bySensor(0xCF), 4, {}, {"4 Wrong Merlin DIMM SensorNum: 0xcf"}},
+        {"Kestrel EB has no row",   diag::board::k60010101, bySensor(0xEB), 4, {}, {"4 Wrong Kestrel DIMM SensorNum: 0xeb"}},
+        {"Merlin below D0",         diag::board::k60010202, bySensor(0xCF), 4, {}, {"4 Wrong Merlin DIMM SensorNum: 0xcf"}},
         // the order of the checks: offset (silently), format, board, position
         {"scrub failed, any board", 5, dimm(0xA3),           4, {}},
         {"format before board",     0, dimm(0x51),           4, {}, {"4 Unknown DIMM sel format: EvtData1=0x51"}},
@@ -116,7 +118,7 @@ TEST_F(TranslatorTest, BoardLogicRecords)
         {"unmapped bit",            0, cpld(0xA0, 0x68, 0x20), 4, {}, {"4 Unknown cpld value: [addr=0x68]0x20", "2 Failed to fill hash node of Board HDD Fault info"}},
         {"not OEM",                 0, cpld(0x80, 0x68, 0x05), 4, {}, {"2 Unknown OEM FPGA sel format: EvtData1=0x80"}},
         {"offset 1 matches none",   0, cpld(0xA1, 0x68, 0x05), 4, {}, unknown},
-        {"board without a table",   0x01033306, cpld(0xA0, 0x68, 0x05), 4, {}, {"4 Unsupported ProductBoardID = 0x1033306 !"}},
+        {"board without a table",   diag::board::k01033306, cpld(0xA0, 0x68, 0x05), 4, {}, {"4 Unsupported ProductBoardID = 0x1033306 !"}},
     });
     // clang-format on
     HOST_SetBoardId(kFirstBoard);

@@ -6,7 +6,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "host_platform/virtual_clock.hpp"
+#include <host_platform/virtual_clock.hpp>
 #include "host_support/frames.hpp"
 #include "tests/support/harness.hpp"
 

@@ -15,6 +15,8 @@
 #include <thread>
 #include <unistd.h>
 
+#include <boards/catalogue.hpp>
+
 #include "host_support/frames.hpp"
 #include "tests/support/harness.hpp"
 
@@ -313,7 +315,7 @@ TEST_F(PipeTest, AnUnsupportedBoardStartsNoIntake)
     struct stat status = {};
     EXPECT_NE(stat(DIAG_PANEL_PIPE_PATH, &status), 0) << "no pipe was made";
     EXPECT_EQ(test::postEvent(0x9001), -1);
-    HOST_SetBoardId(0x01030103);
+    HOST_SetBoardId(diag::board::k01030103);
     ASSERT_EQ(DIAG_PANEL_TRANS_Init(0x5A), 0);
     writer_ = open(DIAG_PANEL_PIPE_PATH, O_WRONLY);
 }

@@ -2,6 +2,8 @@
 // processors, fans), power capping and PCIe: levels, directions, the name query and match, the
 // fan-control checks, every log line. Which code each name, offset or slot gives on each board is
 // the board listing's (diagpanel tables, compared with tests/tools/data/tables.golden).
+#include <boards/catalogue.hpp>
+
 #include "tests/translate/translator_cases.hpp"
 
 #include <platform/platform.h>
@@ -26,8 +28,8 @@ TEST_F(TranslatorTest, TemperatureRecords)
         {"another board's name",    0, temp(0x09),           0, {}, unknown("Inlet Temp"), "Inlet Temp"},
         {"a prefix of a name",      0, temp(0x09),           0, {}, unknown("19-P/S 2"), "19-P/S 2"},
         {"17 arrive unterminated",  0, temp(0x09),           0, {}, unknown("06-P1 DIMM Ch1-3X"), "06-P1 DIMM Ch1-3X"},
-        {"PCI 1 is not PCI 1 Zone", 0x01034301, temp(0x0B),  0, {{9, 0x32, 3, 0, 3}}, {}, "PCI 1"},
-        {"trailing blank kept",     0x03033505, temp(0x02),  0, {{9, 0x05, 2, 0, 2}}, {}, "CPU 1 DTS "},
+        {"PCI 1 is not PCI 1 Zone", diag::board::k01034301, temp(0x0B),  0, {{9, 0x32, 3, 0, 3}}, {}, "PCI 1"},
+        {"trailing blank kept",     diag::board::k03033505, temp(0x02),  0, {{9, 0x05, 2, 0, 2}}, {}, "CPU 1 DTS "},
         {"trailing blank required", 0, temp(0x02),           0, {}, unknown("CPU 1 DTS"), "CPU 1 DTS"},
     }, "Failed to fill hash node of Temperature Fault info");
     const auto psu = [](u8 d1, bool de = false) { return sel(0x08, 0x41, de ? kDeassert : kAssert, d1); };
@@ -104,8 +106,8 @@ TEST_F(TranslatorTest, FanRecords)
     HOST_FanSetError(1, 0);
     expectRows(DIAG_PANEL_TRANS_FanFault, {
         {"recovered fan: no clear",0, fan(kAvailability, 0x06, true), 0, {}, {}, fan2, checked},
-        {"unchecked board",        0x01033304, fan(kAvailability, 0x08), 0, {{6, 0x02, 3, 0x100, 3}}, {}, "CM1 FAN2_Status", asked},
-        {"redundancy regained",    0x01034301, fan(kRedundancy, 0x04, true), 0, {{6, 0x00, 0, 0, 3}}, {}, redundancy},
+        {"unchecked board",        diag::board::k01033304, fan(kAvailability, 0x08), 0, {{6, 0x02, 3, 0x100, 3}}, {}, "CM1 FAN2_Status", asked},
+        {"redundancy regained",    diag::board::k01034301, fan(kRedundancy, 0x04, true), 0, {{6, 0x00, 0, 0, 3}}, {}, redundancy},
         {"unlisted board: no check", 0x01030104, fan(kSpecific, 0x08), 0, {{6, 0x00, 3, 0x100, 3}}, {}, nullptr, Lines{}},
     }, failText);
     // clang-format on
@@ -128,7 +130,7 @@ TEST_F(TranslatorTest, PcieRecords)
     g_uiPcieRaidSlotNum = 121;
     expectRows(DIAG_PANEL_TRANS_PcieFault, {
         {"RAID fatal cleared",   kFirstBoard, pcie(0x8A, 121, true), 4, {{4, 0x21, 0, 0x2000, 3}}},
-        {"riser board, no RAID slot", 0x01032303, pcie(0x88, 121), 0, {{3, 0x03, 3, 0x100, 3}}},
+        {"riser board, no RAID slot", diag::board::k01032303, pcie(0x88, 121), 0, {{3, 0x03, 3, 0x100, 3}}},
     }, failText);
     // clang-format on
 }

@@ -10,13 +10,16 @@
 #include <string>
 #include <vector>
 
+#include <boards/catalogue.hpp>
+
 #include "tests/support/harness.hpp"
 #include "translate/translator.hpp"
 
 namespace test {
 
-inline constexpr u32 kHal = 0x5a, kFirstBoard = 0x01030103; // the intake starts with these
-inline constexpr u8 kAssert = 0x6F, kDeassert = 0xEF;       // sensor-specific event type
+inline constexpr u32 kHal = 0x5a,
+                     kFirstBoard = diag::board::k01030103; // the intake starts with these
+inline constexpr u8 kAssert = 0x6F, kDeassert = 0xEF;      // sensor-specific event type
 
 // The fields a translator decides, every other byte 0; `level` is the level field of ucLevelInfo
 // (bits 1-0 for POST faults, 4-2 for the others).

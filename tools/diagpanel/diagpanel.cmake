@@ -24,11 +24,8 @@ else()
 endif()
 
 set(dir ${PROJECT_SOURCE_DIR}/tools)
-if(NOT TARGET diagpanel_toolcommon)
-  add_library(diagpanel_toolcommon STATIC ${dir}/common/panel_code.cpp)
-  target_include_directories(diagpanel_toolcommon PUBLIC ${PROJECT_SOURCE_DIR})
-  target_compile_options(diagpanel_toolcommon PRIVATE ${DIAGPANEL_WARNINGS})
-endif()
+add_library(diagpanel_toolcommon STATIC ${dir}/common/panel_code.cpp)
+target_compile_options(diagpanel_toolcommon PRIVATE ${DIAGPANEL_WARNINGS})
 
 # The readers: bytes in, items or sensor names out. Neither the library nor the replay: the fuzz
 # build, which has no tools, compiles them too.
@@ -39,7 +36,8 @@ add_library(diagpanel_replay STATIC
   ${dir}/diagpanel/sdr.cpp ${dir}/diagpanel/replay.cpp ${dir}/diagpanel/timeline.cpp
   ${dir}/diagpanel/tables.cpp)
 target_link_libraries(diagpanel_replay PUBLIC diagpanel_readers
-  DiagnosticPanel diagpanel_host_support diagpanel_vclock diagpanel_toolcommon diagpanel_toolheaders)
+  DiagnosticPanel diagpanel_boards diagpanel_host_support diagpanel_vclock diagpanel_toolcommon
+  diagpanel_toolheaders)
 target_compile_options(diagpanel_replay PRIVATE ${DIAGPANEL_WARNINGS})
 
 # follow: a live BMC's SEL over IPMI LAN, through an ipmitool session held open in shell mode.
@@ -48,9 +46,7 @@ add_library(diagpanel_follow STATIC ${dir}/diagpanel/follow/ipmi_session.cpp
 target_link_libraries(diagpanel_follow PUBLIC diagpanel_replay)
 target_compile_options(diagpanel_follow PRIVATE ${DIAGPANEL_WARNINGS})
 
-# The board listing reads the library's own board tables, compiled from the same source.
-add_executable(diagpanel ${dir}/diagpanel/main.cpp ${PROJECT_SOURCE_DIR}/translate/board_tables.cpp)
-target_include_directories(diagpanel PRIVATE ${PROJECT_SOURCE_DIR}/include)
+add_executable(diagpanel ${dir}/diagpanel/main.cpp)
 target_link_libraries(diagpanel PRIVATE diagpanel_replay diagpanel_follow)
 # CLI11's own code, inlined here, trips the null-dereference analysis.
 target_compile_options(diagpanel PRIVATE ${DIAGPANEL_WARNINGS} -Wno-null-dereference)

@@ -14,7 +14,7 @@
 #include "tools/diagpanel/replay.hpp"
 #include "tools/diagpanel/sdr.hpp"
 #include "tools/diagpanel/tables.hpp"
-#include "translate/boards.hpp"
+#include <boards/catalogue.hpp>
 
 namespace {
 

@@ -12,9 +12,9 @@
 #include <diagpanel/diagpanel.h>
 #include <platform/platform.h>
 
-#include "host_platform/diagpanel_host.h"
-#include "host_platform/yield_wait.hpp"
-#include "host_platform/virtual_clock.hpp"
+#include <host_platform/diagpanel_host.h>
+#include <host_platform/yield_wait.hpp>
+#include <host_platform/virtual_clock.hpp>
 #include "host_support/private_var.hpp"
 
 namespace diagpanel {

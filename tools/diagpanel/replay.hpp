@@ -8,7 +8,7 @@
 #include <optional>
 #include <vector>
 
-#include "host_platform/diagpanel_host.h"
+#include <host_platform/diagpanel_host.h>
 #include "tools/diagpanel/inputs.hpp"
 #include "tools/diagpanel/timeline.hpp"
 

@@ -21,12 +21,12 @@
 #include <diagpanel/diagpanel.h>
 #include <platform/platform.h>
 
-#include "host_platform/diagpanel_host.h"
+#include <host_platform/diagpanel_host.h>
 #include "host_support/frames.hpp"
 #include "host_support/log.hpp"
 #include "host_support/private_var.hpp"
 #include "host_support/table.hpp"
-#include "translate/boards.hpp"
+#include <boards/catalogue.hpp>
 
 namespace diagpanel {
 
@@ -37,10 +37,12 @@ constexpr u32 kMarkerBase = 0xD7A20000; // marker events: far above the last rea
 constexpr char kMarkerPrefix[] = "Unknown event type: 0xd7a2";
 constexpr u8 kNoSeverity = 0; // each translator's own level applies
 constexpr u8 kDiskInstance = 7;
-constexpr u32 kFirstBoard = 0x01030103;
+constexpr u32 kFirstBoard = diag::board::k01030103;
 // Boards a translator knows beyond the catalogue (memory layouts only), the platform's "unknown
 // board", and two that no table lists.
-constexpr u32 kOtherBoards[] = {0x02033404, 0x30033204, 0x30033404, 0xFFFFFFFF, 0x01030104, 0};
+constexpr u32 kOtherBoards[] = {diag::board::k02033404,     diag::board::k30033204,
+                                diag::board::k30033404,     diag::board::kUnknown,
+                                diag::board::k01030103 + 1, 0};
 
 using host::SelBytes;
 using host::systemEventRecord;
@@ -334,7 +336,8 @@ void printSlotNumbers(std::FILE *out)
         for (u32 i = from; i < HOST_LogCount(); ++i) {
             HOST_LOG_LINE_S line{};
             if (HOST_LogGet(i, &line) == 0) {
-                fprintf(out, "null pointer: %u %s \"%s\"\n", line.uiLevel, line.acFile, line.acText);
+                fprintf(out, "null pointer: %u %s \"%s\"\n", line.uiLevel, line.acFile,
+                        line.acText);
             }
         }
     }

@@ -10,5 +10,5 @@ add_library(diagpanel_readers STATIC
   ${here}/captured_record.cpp ${here}/binary_sel.cpp ${here}/hex_sel.cpp ${here}/freeipmi_sel.cpp
   ${here}/event_lines.cpp ${here}/sdr_dump.cpp ${here}/sdr_lists.cpp ${here}/capture.cpp
   ${here}/../scenario.cpp ${here}/../inputs.cpp)
-target_include_directories(diagpanel_readers PUBLIC ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
+target_link_libraries(diagpanel_readers PUBLIC diagpanel_headers)
 target_compile_options(diagpanel_readers PRIVATE ${DIAGPANEL_WARNINGS})

@@ -4,9 +4,11 @@
 #include <algorithm>
 #include <array>
 
-#include "core/export.hpp"
-#include "core/log.hpp"
-#include "core/panel.hpp"
+#include <boards/catalogue.hpp>
+
+#include "common/export.hpp"
+#include "common/log.hpp"
+#include "common/panel.hpp"
 
 using namespace diag;
 
@@ -15,11 +17,12 @@ namespace {
 constexpr char kLogUnit[] = "DiagnosticPanel_core";
 
 // Boards whose panel version is read only when the panel reports itself fitted.
-constexpr std::array<u32, 4> kPresenceRequiredBoards{0x01030103, 0x01031104, 0x61010101,
-                                                     0x02032001};
+constexpr std::array<u32, 4> kPresenceRequiredBoards{board::k01030103, board::k01031104,
+                                                     board::k61010101, board::k02032001};
 // Boards whose fitted panel is trusted even when the read fails.
-constexpr std::array<u32, 7> kPresenceTrustedBoards{0x01030303, 0x01031304, 0x03033505, 0x60010101,
-                                                    0x60010201, 0x60010202, 0x01034301};
+constexpr std::array<u32, 7> kPresenceTrustedBoards{
+    board::k01030303, board::k01031304, board::k03033505, board::k60010101,
+    board::k60010201, board::k60010202, board::k01034301};
 
 struct RevisionLetter {
     u8 revision;

@@ -5,9 +5,9 @@
 #include <diagpanel/hashtable.h>
 #include <diagpanel/translate.h>
 
-#include "core/export.hpp"
-#include "core/log.hpp"
-#include "core/panel.hpp"
+#include "common/export.hpp"
+#include "common/log.hpp"
+#include "common/panel.hpp"
 
 using namespace diag;
 

@@ -1,9 +1,9 @@
-#include "core/scoped_lock.hpp"
+#include "common/scoped_lock.hpp"
 
 #include <cerrno>
 #include <unistd.h>
 
-#include "core/log.hpp"
+#include "common/log.hpp"
 
 namespace diag {
 

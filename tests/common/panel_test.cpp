@@ -2,6 +2,8 @@
 // both encodings, every log line.
 #include <gtest/gtest.h>
 
+#include <boards/catalogue.hpp>
+
 #include "tests/support/harness.hpp"
 
 namespace {
@@ -101,7 +103,7 @@ TEST_F(PanelTest, CommandsReportRefusalsAndBadArguments)
 // the record gets: untouched on failure, and byte 1 never written.
 TEST_F(PanelTest, VersionReadWritesOnlyWhatItDecoded)
 {
-    HOST_SetBoardId(0x01033304); // no presence query: the word decides
+    HOST_SetBoardId(diag::board::k01033304); // no presence query: the word decides
     for (const u32 word : {0x00E0ABCDu, 0xFFFFFFFFu}) {
         HOST_PanelSetVersion(word);
         DIAG_PANEL_INFO_S info{0x7E, 0x7F, 0x7D7D};

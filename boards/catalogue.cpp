@@ -1,7 +1,7 @@
 // The product board tables as constant data: the sensor-name tables, the per-board tables that
 // pick one per name-keyed fault type, and the board table. Names are exactly as the platform
 // reports them (mind the trailing blanks of "CPU 1 DTS " and "CPU 2 DTS " in table 6).
-#include "translate/boards.hpp"
+#include <boards/catalogue.hpp>
 
 namespace diag {
 
@@ -599,28 +599,28 @@ constexpr NameTable kPerBoard7[] = {
     row(DIAG_PANEL_FAULT_FAN, kTable7Fan),       row(DIAG_PANEL_FAULT_TEMP, kTable7Temperature),
 };
 
-constexpr BoardRow board(u32 boardId, std::span<const NameTable> perBoard)
+constexpr BoardRow boardRow(u32 boardId, std::span<const NameTable> perBoard)
 {
     return {boardId, static_cast<u32>(perBoard.size()), perBoard.data()};
 }
 
 // The board table; a board's index is its row.
 constexpr BoardRow kBoards[] = {
-    board(0x01030103, kPerBoard1), // 0
-    board(0x01030303, kPerBoard1), // 1
-    board(0x01031104, kPerBoard1), // 2
-    board(0x01031304, kPerBoard1), // 3
-    board(0x01032303, kPerBoard2), // 4
-    board(0x60010101, kPerBoard1), // 5
-    board(0x60010201, kPerBoard1), // 6
-    board(0x60010202, kPerBoard1), // 7
-    board(0x01034301, kPerBoard3), // 8
-    board(0x01033304, kPerBoard4), // 9
-    board(0x01033305, kPerBoard4), // 10
-    board(0x01033306, kPerBoard4), // 11
-    board(0x61010101, kPerBoard5), // 12
-    board(0x03033505, kPerBoard6), // 13
-    board(0x02032001, kPerBoard7), // 14
+    boardRow(board::k01030103, kPerBoard1), // 0
+    boardRow(board::k01030303, kPerBoard1), // 1
+    boardRow(board::k01031104, kPerBoard1), // 2
+    boardRow(board::k01031304, kPerBoard1), // 3
+    boardRow(board::k01032303, kPerBoard2), // 4
+    boardRow(board::k60010101, kPerBoard1), // 5
+    boardRow(board::k60010201, kPerBoard1), // 6
+    boardRow(board::k60010202, kPerBoard1), // 7
+    boardRow(board::k01034301, kPerBoard3), // 8
+    boardRow(board::k01033304, kPerBoard4), // 9
+    boardRow(board::k01033305, kPerBoard4), // 10
+    boardRow(board::k01033306, kPerBoard4), // 11
+    boardRow(board::k61010101, kPerBoard5), // 12
+    boardRow(board::k03033505, kPerBoard6), // 13
+    boardRow(board::k02032001, kPerBoard7), // 14
 };
 static_assert(std::size(kBoards) == 15);
 
@@ -628,4 +628,7 @@ static_assert(std::size(kBoards) == 15);
 
 } // namespace diag
 
-std::span<const diag::BoardRow> diag::boardTable() { return kBoards; }
+std::span<const diag::BoardRow> diag::boardTable()
+{
+    return kBoards;
+}
