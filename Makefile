@@ -6,10 +6,10 @@
 PRESETS := host host-asan host-tsan armhf
 PACKAGES := cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev googletest \
             g++-arm-linux-gnueabihf qemu-user abigail-tools clang libclang-rt-14-dev libfuzzer-14-dev libcli11-dev nlohmann-json3-dev valgrind \
-            ipmitool openipmi
+            ipmitool openipmi clang-format clang-tidy
 
 # build-<preset> and test-<preset> are pattern rules, which make does not apply to .PHONY targets.
-.PHONY: all deps test demo bench stress fuzz build-fuzz test-fuzz clean format tidy
+.PHONY: all deps check test demo bench stress fuzz build-fuzz test-fuzz clean format tidy
 
 all: build-host
 
@@ -32,8 +32,10 @@ build-%: deps
 test-%: build-%
 	ctest --preset $*
 
-# Host first, then the sanitizers, then the target, then a few seconds of each fuzz target.
-test: $(addprefix test-,$(PRESETS)) test-fuzz
+# The pre-submit check first, then the host, the sanitizers, the target, and a few seconds of
+# each fuzz target.
+test: check
+	$(MAKE) --no-print-directory $(addprefix test-,$(PRESETS)) test-fuzz
 
 demo: build-host
 	build/host/tools/diagpanel replay --board 0x01030103 --svg build/host/demo.svg \
@@ -81,11 +83,21 @@ stress: build-host-asan build-host-tsan
 	DIAGPANEL_STORM_FRAMES=$(STORM_FRAMES) build/host-tsan/tests/storm_test
 	DIAGPANEL_DEINIT_ROUNDS=$(DEINIT_ROUNDS) build/host-tsan/tests/pipe_test --gtest_filter='*TearDown*'
 
+# The pre-submit check: every tracked C/C++ file formatted, the library clean under the checks of
+# .clang-tidy, no include running upward (check/layers.sh). make format fixes the formatting.
+SOURCES = git ls-files '*.cpp' '*.hpp' '*.h'
+LIBRARY_SOURCES = git ls-files 'startup/*.cpp' 'translate/*.cpp' 'display/*.cpp' 'hashtable/*.cpp' \
+                  'common/*.cpp' 'boards/*.cpp'
+check: build-host
+	$(SOURCES) | xargs clang-format --dry-run -Werror
+	$(LIBRARY_SOURCES) | xargs -P2 -n4 clang-tidy -p build/host --quiet --extra-arg=-w 2>/dev/null
+	check/layers.sh
+
 format:
-	git ls-files '*.cpp' '*.hpp' '*.h' | xargs clang-format -i
+	$(SOURCES) | xargs clang-format -i
 
 tidy: build-host
-	git ls-files 'core/*.cpp' 'hashtable/*.cpp' 'display/*.cpp' 'translate/*.cpp' | xargs clang-tidy -p build/host --quiet
+	$(LIBRARY_SOURCES) | xargs -P2 -n4 clang-tidy -p build/host --quiet --extra-arg=-w 2>/dev/null
 
 clean:
 	rm -rf build compile_commands.json
