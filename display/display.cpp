@@ -43,30 +43,25 @@ bool diagModeOn()
     return __atomic_load_n(&g_diag_mode_flag, __ATOMIC_RELAXED) == 1;
 }
 
-// POST state: two steps of progress, then a waiting error code for two steps (after which the
-// display returns to the faults), otherwise progress for as long as POST lasts.
+// POST state: one step of the phase (display_state.hpp); the error's second step ends POST.
 void postStep(MsgHead &head)
 {
     PostDisplay &post = g_stPostDisp;
-    if (post.ucFirst == 1) {
-        head = {kPostLevelProgress, post.ucPercent, DIAG_PANEL_FAULT_POST};
-        post.uiElapsed += kStepSeconds;
-        if (post.uiElapsed > kStepSeconds) {
-            post.ucFirst = 0;
-            post.uiElapsed = 0;
-        }
-    } else if (post.ucErrFlag == 1) {
-        head = {kPostLevelError, post.ucErrCode, DIAG_PANEL_FAULT_POST};
-        post.uiElapsed += kStepSeconds;
-        if (post.uiElapsed > kStepSeconds) {
-            DIAG_PANEL_DISP_ResetPost();
-            DIAG_PANEL_DISP_ResetWalk();
-            g_stDispCtrl.ucState = DIAG_PANEL_DISP_STATE_FAULT;
-            g_stDispCtrl.ucPrevState = DIAG_PANEL_DISP_STATE_FAULT;
-        }
+    const bool error = post.phase == PostPhase::kError;
+    head = {error ? kPostLevelError : kPostLevelProgress, error ? post.ucErrCode : post.ucPercent,
+            DIAG_PANEL_FAULT_POST};
+    post.uiElapsed += kStepSeconds;
+    if (post.phase == PostPhase::kProgress || post.uiElapsed <= kStepSeconds) {
+        return;
+    }
+    if (error) {
+        DIAG_PANEL_DISP_ResetPost();
+        DIAG_PANEL_DISP_ResetWalk();
+        g_stDispCtrl.ucState = DIAG_PANEL_DISP_STATE_FAULT;
+        g_stDispCtrl.ucPrevState = DIAG_PANEL_DISP_STATE_FAULT;
     } else {
-        head = {kPostLevelProgress, post.ucPercent, DIAG_PANEL_FAULT_POST};
-        post.uiElapsed += kStepSeconds;
+        post.phase = onOpeningShown(post.phase);
+        post.uiElapsed = 0;
     }
 }
 
@@ -162,7 +157,7 @@ bool faultStep(MsgHead &head)
 void DIAG_PANEL_DISP_ResetPost()
 {
     g_stPostDisp = PostDisplay{};
-    g_stPostDisp.ucFirst = 1;
+    g_stPostDisp.phase = PostPhase::kOpening;
 }
 
 void DIAG_PANEL_DISP_ResetWalk()

@@ -17,12 +17,36 @@ struct DisplayCtrl {
     u8 ucPrevState; // the state the last event found
 };
 
+// What the POST state shows. The opening shows progress for two steps; an error code raised
+// meanwhile waits for it to end (and restarts its count). The error code then shows for two steps,
+// after which the display returns to the faults. Otherwise progress shows for as long as POST
+// lasts.
+enum class PostPhase : u8 {
+    kOpening,
+    kOpeningErrorWaits,
+    kError,
+    kProgress,
+};
+
+// The phase once a POST error code is raised.
+constexpr PostPhase onErrorRaised(PostPhase phase)
+{
+    return phase == PostPhase::kOpening || phase == PostPhase::kOpeningErrorWaits
+               ? PostPhase::kOpeningErrorWaits
+               : PostPhase::kError;
+}
+
+// The phase once the opening's two steps are shown.
+constexpr PostPhase onOpeningShown(PostPhase phase)
+{
+    return phase == PostPhase::kOpeningErrorWaits ? PostPhase::kError : PostPhase::kProgress;
+}
+
 struct PostDisplay {
-    u8 ucFirst;    // 1 during the two-step opening phase
+    PostPhase phase;
     u8 ucPercent;  // progress as two BCD digits
-    u8 ucErrFlag;  // 1 while a POST error code waits to be shown
-    u8 ucErrCode;  // the POST error code
-    u32 uiElapsed; // seconds in the current POST phase
+    u8 ucErrCode;  // the POST error code, once one was raised
+    u32 uiElapsed; // seconds in the current phase
 };
 
 struct FaultWalk {

@@ -121,7 +121,7 @@ DIAG_PANEL_API int DIAG_PANEL_DISP_trigPostErrState(u32 uiCount, u8 ucCode)
 {
     (void)uiCount;
     DIAG_SCOPED_LOCK(g_DisplayMutex);
-    g_stPostDisp.ucErrFlag = 1;
+    g_stPostDisp.phase = onErrorRaised(g_stPostDisp.phase);
     g_stPostDisp.uiElapsed = 0;
     g_stPostDisp.ucErrCode = ucCode;
     return 0;

@@ -139,8 +139,8 @@ std::string observe()
     }
     pthread_mutex_lock(&g_DisplayMutex);
     char state[64];
-    snprintf(state, sizeof state, "state %u percent %02x error %u/%02x", diag::g_stDispCtrl.ucState,
-             diag::g_stPostDisp.ucPercent, diag::g_stPostDisp.ucErrFlag,
+    snprintf(state, sizeof state, "state %u percent %02x phase %u/%02x", diag::g_stDispCtrl.ucState,
+             diag::g_stPostDisp.ucPercent, static_cast<unsigned>(diag::g_stPostDisp.phase),
              diag::g_stPostDisp.ucErrCode);
     pthread_mutex_unlock(&g_DisplayMutex);
     return out + state;

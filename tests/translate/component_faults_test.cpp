@@ -134,7 +134,7 @@ TEST_F(TranslatorTest, PostCodeRecords)
     const auto watchdog = [](u8 d1, u8 d2, u8 dir = kAssert) { return sel(0x23, 3, dir, d1, d2); };
     const auto post = [](u8 code, u8 level = 2) { return Msgs{{DIAG_PANEL_FAULT_POST, code, level, 0, 2}}; };
     const auto told = [] { // the POST error the display was told of since the last look, or -1
-        const bool due = diag::g_stPostDisp.ucErrFlag == 1;
+        const bool due = diag::g_stPostDisp.phase != diag::PostPhase::kOpening;
         const int code = due ? diag::g_stPostDisp.ucErrCode : -1;
         diag::g_stPostDisp = {};
         return code;
