@@ -1,4 +1,8 @@
-/* libDiagnosticPanel: start-up and the panel command interface. */
+/* libDiagnosticPanel: start-up and the panel command interface.
+ *
+ * Threads and locks: the library's two mutexes are g_DisplayMutex and g_HashMutex, always taken
+ * in that order; nothing sleeps or writes to the panel while holding either. The panel commands
+ * take neither: each is one request to the platform's SGPIO driver, which serialises them. */
 #pragma once
 
 #include <diagpanel/types.h>
@@ -9,21 +13,25 @@ extern "C" {
 
 /* Resets the panel, reads and logs its version, then starts the intake, the fault table and the
  * display. uiHalHandle is passed on to the platform's sensor-name queries. Returns 0, or -1 when
- * the panel refused the reset or the version read (then nothing was started). */
+ * the panel refused the reset or the version read (then nothing was started).
+ * Call once, from the firmware's start-up thread, before any other function of the library; it
+ * takes g_HashMutex and g_DisplayMutex in turn, never both. */
 int DIAG_PANEL_init(u32 uiHalHandle);
 
 /* Executes one panel command; a write shows the head in bytes 4-7 with a one-hot type bit.
- * Returns 0 or -1. */
+ * Returns 0 or -1. Any thread (the display thread writes through it every step); no lock. */
 int DIAG_PANEL_CORE_commonIfc(DIAG_PANEL_CMD_S *pstCmd);
 
-/* As DIAG_PANEL_CORE_commonIfc, with the fault type written as a number in bits 14-29. */
+/* As DIAG_PANEL_CORE_commonIfc, with the fault type written as a number in bits 14-29. Any
+ * thread; no lock. */
 int DIAG_PANEL_CORE_commonIfc_ex(DIAG_PANEL_CMD_S *pstCmd);
 
-/* Sends the raw panel code 0, the panel's default display. Returns 0 or -1. */
+/* Sends the raw panel code 0, the panel's default display. Returns 0 or -1. Any thread; no
+ * lock. */
 int DIAG_PANEL_CORE_restore_default(void);
 
 /* Reads the panel version into *pstDiagPanelInfo after the board's presence checks. Returns 0,
- * or -1 with the record untouched. */
+ * or -1 with the record untouched. Any thread; no lock. */
 int DIAG_PANEL_GET_version(DIAG_PANEL_INFO_S *pstDiagPanelInfo);
 
 #ifdef __cplusplus

@@ -9,7 +9,10 @@
 extern "C" {
 #endif
 
-/* The table handle, one changed flag per bucket, and the mutex guarding both and every entry. */
+/* The table handle, one changed flag per bucket, and the mutex guarding both and every entry.
+ * Every function below but DIAG_PANEL_HashFunc may be called from any thread and takes
+ * g_HashMutex once, for its whole work; a caller holding g_DisplayMutex may call them (that
+ * order, never the other). */
 extern DIAG_PANEL_HASH_HANDLE_S g_stHashHandle;
 extern u8 g_abListModifyTbl[DIAG_PANEL_FAULT_TYPE_NUM];
 extern pthread_mutex_t g_HashMutex;
