@@ -81,7 +81,22 @@ u8 DIAG_PANEL_TRANS_decToBcd(u8 ucValue)
     // Decimal digits read back as hexadecimal: 12 becomes 12h, 145 becomes 45h (of 145h).
     char digits[8] = {};
     QMX_Scnprintf(digits, sizeof digits, "0x%u", static_cast<unsigned>(ucValue));
-    return static_cast<u8>(strtol(digits, nullptr, 16) & 0xFF);
+    // Read back as strtol(digits, nullptr, 16) reads its "0x..." at a fraction of the cost: at
+    // most five digits follow the prefix, so nothing overflows.
+    const bool prefixed = digits[0] == '0' && (digits[1] == 'x' || digits[1] == 'X');
+    u32 value = 0;
+    for (const char *digit = prefixed ? digits + 2 : digits; *digit != '\0'; ++digit) {
+        const char c = *digit;
+        const int nibble = c >= '0' && c <= '9'   ? c - '0'
+                           : c >= 'a' && c <= 'f' ? c - 'a' + 10
+                           : c >= 'A' && c <= 'F' ? c - 'A' + 10
+                                                  : -1;
+        if (nibble < 0) {
+            break;
+        }
+        value = value * 16 + static_cast<u32>(nibble);
+    }
+    return static_cast<u8>(value & 0xFF);
 }
 
 int DIAG_PANEL_TRANS_matchSensorName(const u8 *pucNameTable, u8 ucRowNum, const char *pcName,
@@ -98,8 +113,9 @@ int DIAG_PANEL_TRANS_matchSensorName(const u8 *pucNameTable, u8 ucRowNum, const 
     for (u8 row = 0; row < ucRowNum; ++row) {
         const u8 *entry = pucNameTable + size_t{row} * sizeof(NameRow);
         const char *rowName = reinterpret_cast<const char *>(entry);
-        if (strnlen(rowName, sizeof NameRow::acName) == ucNameLen &&
-            memcmp(rowName, pcName, ucNameLen) == 0) {
+        // The whole name: the row holds the name's bytes (none of them NUL) and ends there; the
+        // length was checked to leave the terminator inside the row.
+        if (memcmp(rowName, pcName, ucNameLen) == 0 && rowName[ucNameLen] == '\0') {
             *pucCode = entry[offsetof(NameRow, ucCode)];
             return 0; // the first whole-name match wins
         }

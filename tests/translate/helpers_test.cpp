@@ -9,11 +9,9 @@ namespace {
 
 TEST(Helpers, BcdIndexKeepsTheLastTwoDecimalDigits)
 {
-    const std::pair<u8, u8> values[] = {{0, 0x00},   {7, 0x07},   {9, 0x09},
-                                        {10, 0x10},  {12, 0x12},  {99, 0x99},
-                                        {100, 0x00}, {145, 0x45}, {255, 0x55}};
-    for (const auto &[value, bcd] : values) {
-        EXPECT_EQ(DIAG_PANEL_TRANS_decToBcd(value), bcd) << +value;
+    for (unsigned value = 0; value <= 0xFF; ++value) { // 145 reads as 145h, of which 45h stays
+        const unsigned bcd = (value / 10 % 10) << 4 | value % 10;
+        EXPECT_EQ(DIAG_PANEL_TRANS_decToBcd(static_cast<u8>(value)), bcd) << value;
     }
 }
 
