@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The two commands that do everything on a fresh Debian 12 machine:
 #   make demo   build the library and replay a sample boot and faults through it
 #   make test   build and run every test: host, AddressSanitizer, ThreadSanitizer, armhf under qemu

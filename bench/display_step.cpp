@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One display step over a full fault table (12 buckets x 256 entries): DIAG_PANEL_StateProcess
 // called by this program's own thread, with sleep() interposed so that the step's closing sleep
 // returns at once. No display thread runs; the walk shows one entry per step, as it does every

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Heap bytes per fault entry: the heap in use (glibc's mallinfo2, which counts whole chunks, the
 // allocator's own header included) before and after filling the table with 12 x 256 entries,
 // over the number of entries. Built for the target too and run under qemu-arm by bench/run.sh.

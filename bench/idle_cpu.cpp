@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The CPU the library uses while idle: the whole library started with DIAG_PANEL_init, a few
 // faults in the table, then a real 10-second window in which nothing is posted. The intake thread
 // is blocked in read() and the display thread sleeps between its steps (real sleeps: nothing is

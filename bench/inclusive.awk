@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Inclusive instruction counts per function from one callgrind output file (events: Ir).
 # Prints "<inclusive> <self> <function>" per function, and "<total> <total> TOTAL" for the file.
 # A function's code inlined from other files (fi=/fe=) stays the function's: only fn= starts a new

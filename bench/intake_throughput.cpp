@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Intake throughput, post to fault table, for SEL frames that merge into an existing entry, as a
 // ratio to a floor measured in the same run.
 //

@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
 # make bench: runs every benchmark program and prints what the library costs, then the figures as
 # one Markdown table (the one kept in BENCHMARKS.md). Nothing here asserts a figure.
 #   bench/run.sh <host build dir> <armhf build dir>

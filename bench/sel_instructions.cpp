@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Instructions per SEL frame, post to fault table, for a frame that merges into an existing entry.
 // Run under callgrind with --separate-threads=yes (bench/run.sh does). The run is cut into windows,
 // each ended by a marker event that the intake refuses with one log line:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the benchmark programs share: a private /var, the SEL records they post, a frame writer, a
 // barrier on the intake, clocks, and per-thread CPU time and context switches from /proc.
 #pragma once

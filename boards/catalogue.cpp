@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The product board tables as constant data: the sensor-name tables, the per-board tables that
 // pick one per name-keyed fault type, and the board table. Names are exactly as the platform
 // reports them (mind the trailing blanks of "CPU 1 DTS " and "CPU 2 DTS " in table 6).

@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
 # Includes run only downward: each folder may include its own headers and those of the layers
 # below it, never those above. Prints every include that runs upward or sideways; fails if any.
 #   check/layers.sh            (from the source root)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # cmake --install: the library, its headers, a pkg-config file and a CMake package, so a firmware
 # build finds it either way (pkg-config --libs libDiagnosticPanel, or find_package).
 include(CMakePackageConfigHelpers)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Warnings for the library and everything built beside it.
 set(DIAGPANEL_WARNINGS
   -Wall -Wextra -Wconversion -Wshadow -Wcast-align -Wformat=2 -Wnull-dereference

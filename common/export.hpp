@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Marks a definition as part of the library's exported interface; everything else stays hidden.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Logging through the platform's DiagLogOut. Each source file names its unit once, as kLogUnit.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The panel command interface: every exchange with the panel goes through one SGPIO request.
 #include <diagpanel/core.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Panel codes and the two requests to the SGPIO driver, shared by start-up and the commands.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Holds a mutex for a scope. A failed lock or unlock is logged at level 2 in the caller's unit and
 // the caller carries on as though it held the lock.
 #pragma once

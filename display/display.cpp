@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The display thread: every four seconds it shows the next active fault, or the POST progress
 // while the host boots, as one panel code.
 #include <diagpanel/display.h>

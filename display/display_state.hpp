@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The display's state, shared by the display thread and the events that steer it. Everything
 // here is guarded by g_DisplayMutex, except the ready flag, which events read without it.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Display events: POST start, end, progress and stop switch the display between the fault walk
 // and the POST display; the POST translator's trigger queues a POST error code.
 #include <diagpanel/display.h>

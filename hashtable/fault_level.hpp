@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where a fault message keeps its level: bits 0-1 of ucLevelInfo for POST faults (type 8), bits
 // 2-4 for every other type. Level 0 clears, 1..3 are severities, 4 means none was given.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The fault table: one chain of entries per fault type, keyed by component index, each entry
 // holding the asserted fault bits, its level and one assertion counter per level.
 #include <diagpanel/hashtable.h>

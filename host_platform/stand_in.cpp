@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The host stand-in for the firmware's platform libraries. Every call behaves like the firmware's
 // with scriptable answers, and records what the library asked, so tests and tools can read back
 // the log, the panel codes and the platform calls.

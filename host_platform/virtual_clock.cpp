@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <host_platform/virtual_clock.hpp>
 #include <host_platform/yield_wait.hpp>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Library start-up: a known panel state, the version in the log, then the three running parts.
 #include <diagpanel/core.h>
 

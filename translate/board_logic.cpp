@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Board logic faults: sensor-specific events (6Fh) of module/board sensors (15h). A record carries
 // one programmable-logic register, its address in event data 2 and its value in event data 3; the
 // board's register table names the fault of each bit, so one record can make several messages.

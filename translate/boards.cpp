@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Board selection: the running board's per-board table and the map from fault type to its row.
 #include "translate/boards.hpp"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The running board: its sensor-name tables, picked from the board catalogue at start-up.
 #pragma once
 

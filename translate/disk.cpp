@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Disk faults: sensor-specific events (6Fh) of drive slot sensors (0Dh). The disk is named by a
 // code worked out from the platform's disk location and the board's backplanes.
 #include "translate/translator.hpp"

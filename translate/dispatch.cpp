@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The dispatch: a display event goes to the display; a SEL record goes, by its event type and
 // sensor type, to the translator of its family, and each message it makes to the fault table.
 #include <diagpanel/translate.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Fan faults: availability (0Ah), redundancy (0Bh) and sensor-specific (6Fh) events of fan
 // sensors (04h). What a record means depends on the running board: some boards confirm a fan
 // error with the fan-control service first, and one board reports fan redundancy.

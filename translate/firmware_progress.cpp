@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Processor faults from system firmware progress sensors (0Fh, sensor-specific 6Fh): one OEM form
 // of the firmware-progress event reports a failed processor.
 #include "translate/translator.hpp"

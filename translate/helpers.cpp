@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The steps every translator shares: the level map, the hand-over of a message, the BCD index and
 // the sensor-name lookup.
 #include "translate/translator.hpp"

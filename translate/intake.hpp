@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the intake pipe shares with the rest of the translate unit.
 #pragma once
 

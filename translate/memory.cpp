@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Memory faults: sensor-specific events (6Fh) of memory sensors (0Ch). The DIMM is named by a
 // code from the board's layout, found from OEM position bits in event data 2 and 3 or, on the
 // Kestrel and Merlin boards, from the sensor number.

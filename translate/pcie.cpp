@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // PCIe faults: sensor-specific events (6Fh) of critical-interrupt (13h) and slot/connector (21h)
 // sensors. The slot travels in event data 2 in the platform's numbering; three board families
 // renumber it for the panel, the others report an error of the RAID controller's slot as a RAID

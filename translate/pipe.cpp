@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The intake pipe: producers post framed messages into a named pipe; one intake thread finds each
 // frame by its magic, checks its header and body and hands it to the dispatch.
 #include <diagpanel/translate.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // POST faults: sensor-specific events (6Fh) of watchdog 2 sensors (23h). When the BIOS FRB2 timer
 // expires, the POST code the host wrote last is shown as a POST error and stored as a fault.
 #include "translate/translator.hpp"

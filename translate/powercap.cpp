@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Power capping: the OEM event (72h) that ends power capping. It only ever clears the one
 // power-capping entry; nothing in the library asserts it.
 #include "translate/translator.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Processor faults: sensor-specific events (6Fh) of processor sensors (07h). The component is
 // the processor named by the sensor, the processor number carried in a configuration error's
 // event data, or, for an internal error raised by a PCIe device, the slot of that device.

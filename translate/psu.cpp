@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Power-supply faults: sensor-specific events (6Fh) of power-supply sensors (08h); the sensor's
 // name gives the index.
 #include <algorithm>

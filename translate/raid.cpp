@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // RAID faults: add-in card sensors (17h), sensor-specific (6Fh) or severity (07h) events, naming
 // the controller in event data 2.
 #include "translate/translator.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The panel slot numbers of the platform's riser and M.2 slot numbering. The platform numbers
 // riser slots with three digits (riser, slot, position) and M.2 end slots from 208; the panel
 // shows the slot as it is printed on the board.

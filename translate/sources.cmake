@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The intake, the dispatch, the running board and one file per translator family.
 set(DIAGPANEL_TRANSLATE_SOURCES
   translate/pipe.cpp

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Temperature faults: threshold events (01h) of temperature sensors (01h). Only the critical and
 // non-recoverable thresholds crossed outwards reach the panel; the sensor's name gives the index.
 #include <algorithm>

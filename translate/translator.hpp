@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What every SEL translator receives and delivers, and the steps they share: the SEL record's
 // fields, the level map, the level fill, the sensor-name lookup and the hand-over of the message.
 #pragma once

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* libDiagnosticPanel: start-up and the panel command interface.
  *
  * Threads and locks: the library's two mutexes are g_DisplayMutex and g_HashMutex, always taken

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* libDiagnosticPanel: the display thread, its display events and the POST error state. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* libDiagnosticPanel: the fault table, one bucket of entries per fault type. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* libDiagnosticPanel: the intake pipe, SEL routing and the PCIe slot numbering. */
 #pragma once
 

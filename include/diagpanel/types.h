@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* libDiagnosticPanel: integer types, status codes, fault types and every record exchanged with
  * the library, its pipe and its platform. Layouts are little-endian and fixed; each size and
  * offset that firmware relies on is asserted below. */

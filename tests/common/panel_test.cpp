@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Panel commands and start-up, seen from the SGPIO driver: the documented codes bit for bit in
 // both encodings, every log line.
 #include <gtest/gtest.h>

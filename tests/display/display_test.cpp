@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The real display thread, stepped in virtual time: each test releases the thread's sleep, lets it
 // run exactly one step, and reads the panel code that step wrote.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Before the display thread exists (here, because it could not be created), events are still
 // checked, then dropped without a trace.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Fault-table operations and display events in any order against the display walk: each input is
 // a program of operations, and the display step runs on this thread with its sleeps stubbed out.
 // Beyond what the sanitizers see, every code the display writes must be the empty code, a POST

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the fuzz targets share: a private /var, a quiet stand-in platform set up for a board, and
 // the display state reset without a display thread (the targets step it themselves, if at all).
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The intake from its pipe on: the input's first byte picks the board, the rest is the byte stream
 // in the pipe. It goes through the real reader (magic hunt, header and body checks), the dispatch,
 // every translator, the fault table and the display events.

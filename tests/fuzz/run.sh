@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
 # Runs the fuzz targets and prints their figures.
 #   run.sh --smoke DIR TARGET   one target for a few seconds over a copy of its seeds (ctest)
 #   run.sh DIR SECONDS [TARGET...]  every target (or those named) for SECONDS each (make fuzz);

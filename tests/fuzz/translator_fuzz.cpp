@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One SEL record straight into every translator: the input is a board byte (every listed board
 // and a few unlisted ones), a level byte and the 16-byte record. The listed board's name tables are
 // selected as the intake's start-up selects them; an unlisted one is what the platform answers to

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every allocation the library makes, failed in turn. Each scenario (start-up, each message kind
 // through the real pipe, table operations) lists the allocations it makes, in order, with the line
 // that each one's failure logs; the sweep fails the n-th for every n. Each failure must log its

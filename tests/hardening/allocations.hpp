@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Allocations of the library still live: the unit build wraps free as well as malloc and calloc.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <boards/catalogue.hpp>
 
 #include "tests/hardening/families.hpp"

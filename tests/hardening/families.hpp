@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // SEL records of every family the dispatch routes, all on one board, with the stand-in set up so
 // that each one reaches the fault table, and what each leaves there. Shared by the allocation
 // sweep and the storm.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Hardening: every allocation failed in turn, hostile frames, and a storm of producers. Unit builds
 # of the library's objects, so that allocations and the intake's hand-overs can be counted.
 diagpanel_unit_test(alloc_sweep_test hardening/alloc_sweep_test.cpp

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Hostile bytes written straight into the pipe, as a producer in another process could: lengths
 // that would wrap or exhaust memory, and the magic sequence inside bodies. Each is dropped with its
 // line or read as documented, the reader allocates nothing for a length beyond its bound (counted

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A storm: producers post SEL records of every family and display events as fast as they can,
 // while the display thread steps and another thread empties buckets and prints the table.
 //

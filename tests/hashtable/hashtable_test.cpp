@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The fault table against a small reference model of its merge, clear, counter and level rules
 // (every entry byte, the chain order, the changed flags, every result and log line after each of
 // thousands of random steps), plus what the random run does not reach: a few documented cases,

@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
 # Installs the library into a scratch prefix and builds a C program against it the two ways a
 # firmware build would: pkg-config, and CMake's find_package. The headers must be plain C11.
 set -eu

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "tests/support/alloc_failure.hpp"
 
 #include <atomic>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Allocation failure for unit builds: the library's objects are linked with malloc and calloc
 // wrapped (-Wl,--wrap), so a test can make the n-th allocation after a point fail.
 #pragma once

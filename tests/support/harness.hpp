@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What tests share: the stand-in's log and panel read back as C++ values, and, from the host
 // support library, records posted through the real pipe, the intake barrier and table snapshots.
 #pragma once

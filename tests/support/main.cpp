@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Test entry: every test process gets a private /var (a tmpfs in its own mount namespace), so
 // tests run in parallel without sharing the fixed pipe path, and leave nothing behind.
 #include <gtest/gtest.h>

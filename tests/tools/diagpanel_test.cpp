@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // diagpanel's parts against the library: decoding what the library itself writes to the panel,
 // the virtual clock a capture is mapped onto. Whole replays, with the cycles they find and skip,
 // are the golden runs'; their speed is make bench's.

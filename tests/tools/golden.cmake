@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Runs diagpanel and compares what it prints (stdout, then stderr) and its exit code with a golden
 # file. -DUPDATE=1 rewrites the golden file instead.
 #   cmake -DTOOL=... -DEMULATOR=... -DDIR=... -DARGS=a|b|c -DGOLDEN=... -DEXIT=0 [-DSVG=file] -P golden.cmake

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # diagpanel: a golden timeline per input format, the shipped sample end to end, bad input of each
 # kind, the command line, and the tool's parts against the library.
 include(${PROJECT_SOURCE_DIR}/tools/diagpanel/diagpanel.cmake)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The translators of component faults (memory, processor firmware progress, RAID, disks, board
 // logic, POST watchdog): levels, directions, the order of their checks, every log line and the
 // platform calls. Which code each position, register bit or slot gives is the board listing's

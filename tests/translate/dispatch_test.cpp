@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The whole library started as firmware starts it: frames through the real pipe reach the
 // display or, by their event and sensor type, a translator and the fault table.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The translators' shared helpers: the BCD index, and the whole-name match of a sensor name.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The intake pipe from outside: frames posted by the library's writer or written raw into the
 // FIFO, read by the real intake thread. A frame's arrival is seen through the dispatch: a display
 // event of an unknown type is refused with its number in the log, and changes nothing else.

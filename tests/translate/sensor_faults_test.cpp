@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The translators that name the component by its sensor's name (temperature, power supplies,
 // processors, fans), power capping and PCIe: levels, directions, the name query and match, the
 // fan-control checks, every log line. Which code each name, offset or slot gives on each board is

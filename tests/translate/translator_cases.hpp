@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the translator tests share: a row is one record on one board, with the name the platform
 // gives its sensor, and everything that must come of it: the whole messages or a refusal, every
 // log line with its level, and the platform calls where they matter. Rows run straight into the

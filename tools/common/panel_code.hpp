@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Panel codes decoded into words, for tools that show what the panel shows.
 #pragma once
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # diagpanel: SEL captures and scenarios replayed through the real library in virtual time.
 # Included by tools/ and, in builds without the tools (cross, sanitizers), by the tool's tests.
 if(TARGET diagpanel)

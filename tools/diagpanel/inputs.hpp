@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a replay plays: items read from SEL captures in the formats that the usual IPMI tools
 // write and from scenario scripts, in order, each with where it came from.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // diagpanel: what the diagnostic panel shows, and when, for a SEL captured from a real server or
 // a scenario, replayed through the real library and the stand-in platform in virtual time.
 #include <algorithm>

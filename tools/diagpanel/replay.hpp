@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The replay: the real library and the stand-in platform in this process, every input posted
 // through the library's pipe in order, and the display thread stepped in virtual time.
 #pragma once

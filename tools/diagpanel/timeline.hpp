@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a replay shows: the panel's codes, the fault table's changes, the library's warnings and
 // the inputs, in time order; and where the replay ended. Sinks write it as text, JSON Lines or SVG.
 #pragma once

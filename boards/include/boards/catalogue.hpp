@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The board catalogue: every product board identifier the library knows, and the sensor-name
 // tables of the supported boards (processor, power supply, fan, temperature). Constant data,
 // shared by the library and the host tool.

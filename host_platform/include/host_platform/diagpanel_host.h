@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* The host stand-in for the firmware's platform libraries: it defines every platform call and
  * datum that libDiagnosticPanel imports, with realistic defaults, and this control interface for
  * the programs that load it (tests, tools, benchmarks). The library knows nothing of it. */

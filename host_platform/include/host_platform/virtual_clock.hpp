@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Virtual time for the display thread. Linking this in replaces sleep(): in the display thread a
 // sleep parks until the program releases it, and then advances the virtual clock by its seconds,
 // so every display step can be driven and observed without waiting. Other threads sleep for real.

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* Calls and data of the hosting firmware that the library uses. The firmware's own libraries
  * define them; the library leaves them undefined and they are bound when it is loaded. */
 #pragma once
