@@ -40,8 +40,8 @@ std::span<const u32> boards()
         for (const diag::BoardRow &row : diag::boardTable()) {
             ids.push_back(row.uiBoardId);
         }
-        for (const u32 unlisted :
-             {0xFFFFFFFFu, 0x00000000u, 0x01030104u, 0x60010102u, 0x30033404u}) {
+        for (const u32 unlisted : {diag::board::kUnknown, 0u, diag::board::k01030103 + 1,
+                                   diag::board::k60010101 + 1, diag::board::k30033404}) {
             ids.push_back(unlisted);
         }
         return ids;

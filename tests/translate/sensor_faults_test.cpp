@@ -109,7 +109,7 @@ TEST_F(TranslatorTest, FanRecords)
         {"recovered fan: no clear",0, fan(kAvailability, 0x06, true), 0, {}, {}, fan2, checked},
         {"unchecked board",        diag::board::k01033304, fan(kAvailability, 0x08), 0, {{6, 0x02, 3, 0x100, 3}}, {}, "CM1 FAN2_Status", asked},
         {"redundancy regained",    diag::board::k01034301, fan(kRedundancy, 0x04, true), 0, {{6, 0x00, 0, 0, 3}}, {}, redundancy},
-        {"unlisted board: no check", 0x01030104, fan(kSpecific, 0x08), 0, {{6, 0x00, 3, 0x100, 3}}, {}, nullptr, Lines{}},
+        {"unlisted board: no check", diag::board::k01030103 + 1, fan(kSpecific, 0x08), 0, {{6, 0x00, 3, 0x100, 3}}, {}, nullptr, Lines{}},
     }, failText);
     // clang-format on
 }
