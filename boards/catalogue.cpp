@@ -4,6 +4,8 @@
 // reports them (mind the trailing blanks of "CPU 1 DTS " and "CPU 2 DTS " in table 6).
 #include <boards/catalogue.hpp>
 
+#include <iterator>
+
 namespace diag {
 
 // clang-format off
@@ -626,6 +628,57 @@ constexpr BoardRow kBoards[] = {
 static_assert(std::size(kBoards) == 15);
 
 // clang-format on
+
+// Stops at the first difference: the whole check stays within a compiler's evaluation limits.
+constexpr bool sameName(const NameRow &a, const NameRow &b)
+{
+    for (size_t i = 0; i < sizeof a.acName; ++i) {
+        if (a.acName[i] != b.acName[i]) {
+            return false;
+        }
+        if (a.acName[i] == '\0') {
+            return true;
+        }
+    }
+    return true;
+}
+
+// Each board once; its per-board table names fault types 0, 5, 6 and 9 in that order; every
+// name is non-empty (the array's size already keeps it within 31 characters and a terminator)
+// and appears once in its table, since the first match would hide a second.
+constexpr bool wellFormed()
+{
+    constexpr u32 kNameKeyedTypes[] = {DIAG_PANEL_FAULT_CPU, DIAG_PANEL_FAULT_PSU,
+                                       DIAG_PANEL_FAULT_FAN, DIAG_PANEL_FAULT_TEMP};
+    for (size_t b = 0; b < std::size(kBoards); ++b) {
+        for (size_t earlier = 0; earlier < b; ++earlier) {
+            if (kBoards[earlier].uiBoardId == kBoards[b].uiBoardId) {
+                return false;
+            }
+        }
+        if (kBoards[b].uiTableNum != std::size(kNameKeyedTypes)) {
+            return false;
+        }
+        for (u32 t = 0; t < kBoards[b].uiTableNum; ++t) {
+            const NameTable &table = kBoards[b].pstTables[t];
+            if (table.uiFaultType != kNameKeyedTypes[t]) {
+                return false;
+            }
+            for (u32 n = 0; n < table.uiNameNum; ++n) {
+                if (table.pstNames[n].acName[0] == '\0') {
+                    return false;
+                }
+                for (u32 m = 0; m < n; ++m) {
+                    if (sameName(table.pstNames[m], table.pstNames[n])) {
+                        return false;
+                    }
+                }
+            }
+        }
+    }
+    return true;
+}
+static_assert(wellFormed());
 
 } // namespace diag
 

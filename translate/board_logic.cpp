@@ -178,6 +178,7 @@ constexpr std::array<BoardLogicTables, 12> kBoards{{
     {board::k03033505, kRegistersF, kSingleBits},
 }};
 // clang-format on
+static_assert(uniqueKeys(kBoards, &BoardLogicTables::boardId), "one row per board");
 
 // What the tables promise: a record matches at most one row of a board, in either table.
 constexpr bool uniqueAddresses(std::span<const RegisterRow> rows)

@@ -70,6 +70,7 @@ constexpr std::array<RearOffset, 7> kRearOffsets{{
     {0x44, 29},
 }};
 // clang-format on
+static_assert(uniqueKeys(kRearOffsets, &RearOffset::key), "one row per backplane type");
 constexpr u8 kRearOffsetOtherwise = 9;
 
 u8 rearCode(u8 slot)
@@ -131,6 +132,7 @@ constexpr std::array<BoardDiskRule, 9> kBoardDiskRules{{
     {board::k01034301, slotOrRearAfter29},
 }};
 // clang-format on
+static_assert(uniqueKeys(kBoardDiskRules, &BoardDiskRule::boardId), "one rule per board");
 
 } // namespace
 

@@ -58,6 +58,25 @@ constexpr std::array<Route, 16> kRoutes{{
 }};
 // clang-format on
 
+// No record matches two rows: no two rows share an event type and a sensor type, counting a row
+// of any sensor type as every one.
+constexpr bool routesDistinct()
+{
+    for (size_t row = 0; row < kRoutes.size(); ++row) {
+        for (size_t earlier = 0; earlier < row; ++earlier) {
+            const Route &a = kRoutes[earlier];
+            const Route &b = kRoutes[row];
+            if (a.eventType == b.eventType &&
+                (a.sensorType == b.sensorType || a.sensorType == kAnySensorType ||
+                 b.sensorType == kAnySensorType)) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+static_assert(routesDistinct(), "a record matches one route at most");
+
 u32 readLittleEndian32(const u8 *bytes)
 {
     return u32{bytes[0]} | u32{bytes[1]} << 8 | u32{bytes[2]} << 16 | u32{bytes[3]} << 24;

@@ -34,6 +34,7 @@ constexpr std::array<FanBoard, 8> kFanBoards{{
     {  board::k01034301,  false,             true  },
 }};
 // clang-format on
+static_assert(uniqueKeys(kFanBoards, &FanBoard::key), "one row per board");
 constexpr FanBoard kOtherBoard{0, false, false};
 static_assert(std::ranges::none_of(kFanBoards,
                                    [](const FanBoard &b) {
@@ -65,6 +66,7 @@ constexpr std::array<FanOffset, 6> kFanOffsets{{
     {  0x05,   3,     0x000,  FanRule::kRedundancy },
 }};
 // clang-format on
+static_assert(uniqueKeys(kFanOffsets, &FanOffset::key), "one row per offset");
 static_assert(std::ranges::all_of(kFanOffsets, [](const FanOffset &r) {
     return r.key < 0x10 && r.level <= 3 && (r.mask == 0 || r.mask == 1u << r.key);
 }));

@@ -23,11 +23,11 @@ constexpr std::array<OffsetLevel, 5> kDimmOffsets{{
     {  0x0B,   2 },                   // not in the IPMI 2.0 memory table: OEM
 }};
 // clang-format on
+static_assert(uniqueKeys(kDimmOffsets, &OffsetLevel::key), "one row per offset");
 static_assert(std::ranges::all_of(kDimmOffsets, [](const OffsetLevel &r) { return r.key < 32; }),
               "each offset is a bit of uiFaultMask");
 
 constexpr u8 kOemFormat = 0xA; // event data 1 bits 7-4: OEM codes in event data 2 and 3
-constexpr u32 kBoardUnknown = 0xFFFFFFFFu;
 
 // Where the record says the DIMM is: OEM fields of event data 2 and 3, and the sensor number.
 struct DimmFields {
@@ -201,11 +201,12 @@ constexpr std::array<BoardDimmLayout, 17> kBoardLayouts{{
     {board::k61010101, fourPositions},
 }};
 // clang-format on
+static_assert(uniqueKeys(kBoardLayouts, &BoardDimmLayout::boardId), "one layout per board");
 
 std::optional<u8> dimmCode(const SelRecord &sel)
 {
     const u32 boardId = QMX_GetProductBoardID();
-    if (boardId == kBoardUnknown) {
+    if (boardId == board::kUnknown) {
         DIAG_LOG(kLogWarning, "ProductBoardID not found");
         return std::nullopt;
     }

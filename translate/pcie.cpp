@@ -23,6 +23,7 @@ constexpr std::array<OffsetLevel, 6> kPcieOffsets{{
     {  0x0A,   3 },                   // bus fatal error
 }};
 // clang-format on
+static_assert(uniqueKeys(kPcieOffsets, &OffsetLevel::key), "one row per offset");
 
 // A RAID fault keeps the PCIe bits three places up, clear of the RAID card's own bits.
 constexpr u8 kRaidMaskShift = 3;
@@ -48,6 +49,7 @@ constexpr std::array<RenumberedBoard, 4> kRenumberedBoards{{
     {  board::k01034301, {DIAG_PANEL_TRANS_V5R3RiserSlotNum,  DIAG_PANEL_TRANS_V5r3M2SlotNum} },
 }};
 // clang-format on
+static_assert(uniqueKeys(kRenumberedBoards, &RenumberedBoard::key), "one row per board");
 
 } // namespace
 

@@ -56,6 +56,7 @@ constexpr std::array<ConfigErrorFormat, 5> kConfigErrorFormats{{
     {  0x15,   true,            4 },
 }};
 // clang-format on
+static_assert(uniqueKeys(kConfigErrorFormats, &ConfigErrorFormat::key), "one row per sensor");
 static_assert(std::ranges::all_of(kConfigErrorFormats,
                                   [](const ConfigErrorFormat &r) { return r.shift < 8; }));
 
@@ -89,6 +90,7 @@ constexpr std::array<CpuEvent, 4> kCpuEvents{{
     {  0x0B,   3,     false,    bySensorName },    // uncorrectable machine check
 }};
 // clang-format on
+static_assert(uniqueKeys(kCpuEvents, &CpuEvent::key), "one row per offset");
 static_assert(std::ranges::all_of(kCpuEvents,
                                   [](const CpuEvent &r) { return r.key < 0x10 && r.level <= 3; }));
 

@@ -19,6 +19,7 @@ constexpr std::array<OffsetLevel, 4> kPsuOffsets{{
     {  0x06,   3 },                   // configuration error
 }};
 // clang-format on
+static_assert(uniqueKeys(kPsuOffsets, &OffsetLevel::key), "one row per offset");
 static_assert(std::ranges::all_of(kPsuOffsets,
                                   [](const OffsetLevel &r) { return r.key < 8 && r.level <= 3; }),
               "every mask fits the low byte and every default is a severity");

@@ -33,6 +33,7 @@ struct SlotRow {
 constexpr std::array<SlotRow, 4> kRiser0Slots{{
     {111, 1}, {112, 2}, {121, 3}, {122, 4},
 }};
+static_assert(uniqueKeys(kRiser0Slots, &SlotRow::key), "one row per slot");
 
 // Searched in order; the onboard slots map to themselves so that a later row can never
 // claim them.
@@ -44,11 +45,13 @@ constexpr std::array<SlotRow, 30> kV8R1RiserSlots{{
     {61, 61}, {62, 62}, {63, 63}, {64, 64}, {65, 65}, {66, 66},
     {25, 9},  {55, 9},
 }};
+static_assert(uniqueKeys(kV8R1RiserSlots, &SlotRow::key), "one row per slot");
 
 constexpr std::array<SlotRow, 5> kV5R3RiserSlots{{
     {111, 1}, {121, 2}, {131, 3}, {141, 4}, {11, 11},
 }};
 // clang-format on
+static_assert(uniqueKeys(kV5R3RiserSlots, &SlotRow::key), "one row per slot");
 
 constexpr bool slotsFitAByte(std::span<const SlotRow> table)
 {

@@ -19,6 +19,7 @@ constexpr std::array<OffsetLevel, 4> kTemperatureOffsets{{
     {  0x0B,   3 },    // upper non-recoverable, going high
 }};
 // clang-format on
+static_assert(uniqueKeys(kTemperatureOffsets, &OffsetLevel::key), "one row per offset");
 static_assert(std::ranges::all_of(kTemperatureOffsets, [](const OffsetLevel &r) {
     return r.key < 0x10 && r.level <= 3;
 }));

@@ -5,6 +5,9 @@
 
 #include <diagpanel/translate.h>
 
+#include <array>
+#include <functional>
+#include <iterator>
 #include <optional>
 
 #include <boards/catalogue.hpp>
@@ -78,6 +81,22 @@ template <typename Table, typename Key> constexpr auto findRow(const Table &tabl
     }
     return static_cast<decltype(&*table.begin())>(nullptr);
 }
+
+// True when no two rows of a constant table share a key: a lookup's first match is its only one.
+template <typename Table, typename Key> constexpr bool uniqueKeys(const Table &table, Key key)
+{
+    const auto first = std::begin(table);
+    for (auto row = first; row != std::end(table); ++row) {
+        for (auto earlier = first; earlier != row; ++earlier) {
+            if (std::invoke(key, *earlier) == std::invoke(key, *row)) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+static_assert(uniqueKeys(std::array<OffsetLevel, 2>{{{1, 0}, {2, 0}}}, &OffsetLevel::key));
+static_assert(!uniqueKeys(std::array<OffsetLevel, 3>{{{1, 0}, {2, 0}, {1, 3}}}, &OffsetLevel::key));
 
 // Queries the platform for the record's sensor name and looks it up in the running board's name
 // table of faultType. Logs the unknown sensor or name and gives nothing then.
