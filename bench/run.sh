@@ -122,6 +122,14 @@ echo "== diagpanel replay throughput and peak memory (65,535 records, median of 
 run "$host/bench/bench_replay" "$host/tools/diagpanel"
 
 echo
+echo "== diagpanel follow against a simulated BMC (ipmi_sim on 127.0.0.1; a minute idle)"
+if command -v ipmi_sim >/dev/null && command -v ipmitool >/dev/null; then
+    run "$here/follow.sh" "$host"
+else
+    echo "skipped: ipmi_sim (Debian package openipmi) or ipmitool missing"
+fi
+
+echo
 echo "== size and heap on armhf"
 arm-linux-gnueabihf-strip -o "$work/libDiagnosticPanel.so.1" "$armhf/libDiagnosticPanel.so.1"
 size=$(wc -c <"$work/libDiagnosticPanel.so.1")
