@@ -319,7 +319,7 @@ void Replay::settle()
 void Replay::written(const InFlight &input, const Effects *effects)
 {
     if (skippedCycles_ > 0) {
-        flushPanel(); // a skipped stretch ends with the input that follows it
+        flushPanel(input.at); // a skipped stretch ends with the input that follows it
     }
     current_ = input.at;
     const Item &item = input.item;
@@ -391,7 +391,7 @@ void Replay::changes(const Item *item, const std::vector<HOST_LOG_LINE_S> &warni
 void Replay::emit(Event event, const Item *item)
 {
     if (event.kind != Event::Kind::Panel && event.kind != Event::Kind::Repeat) {
-        flushPanel();
+        flushPanel(current_);
         event.time = current_;
     }
     event.sel = clockOf_->selClock(event.time);
@@ -468,7 +468,7 @@ void Replay::trySkip(uint64_t until)
     }
 }
 
-void Replay::flushPanel()
+void Replay::flushPanel(uint64_t upTo)
 {
     if (pending_.empty()) {
         return;
@@ -490,7 +490,7 @@ void Replay::flushPanel()
         Event repeat;
         repeat.kind = Event::Kind::Repeat;
         repeat.time = pending_[cycleEnd].time;
-        repeat.until = pending_.back().time + pending_.back().seconds;
+        repeat.until = std::min(pending_.back().time + pending_.back().seconds, upTo);
         repeat.times = (pending_.size() - period->start) / period->length + skippedCycles_;
         for (std::size_t i = period->start; i < cycleEnd; ++i) {
             repeat.period += pending_[i].seconds;
@@ -509,17 +509,20 @@ void Replay::flushPanel()
     skippedCycles_ = 0;
 }
 
-void Replay::finish(std::size_t problems)
+void Replay::finish(std::size_t problems, bool runOn)
 {
     settle();
     // Run on until the display settles into a cycle, as a firmware would leave it.
     std::optional<Period> period;
-    for (std::size_t n = 0; n < kTailSteps; ++n) {
+    for (std::size_t n = 0; runOn && n < kTailSteps; ++n) {
         step();
         if (pending_.size() >= settledFrom_ + kSettleSteps &&
             (period = periodicTail(pending_, settledFrom_, 3))) {
             break;
         }
+    }
+    if (!runOn && pending_.size() >= settledFrom_ + kSettleSteps) {
+        period = periodicTail(pending_, settledFrom_, 3); // the cycle, if the clock has seen it
     }
     Summary summary;
     if (period) {
@@ -530,11 +533,12 @@ void Replay::finish(std::size_t problems)
     }
     flushPanel();
     progress(true);
-    summary.time = now() + parked_;
+    summary.time = runOn ? now() + parked_ : std::max(now(), current_);
     summary.sel = times_.selClock(summary.time);
     summary.faults = snapshot();
     summary.records = played_;
     summary.problems = problems;
+    summary.live = !runOn;
     for (Sink *sink : sinks_) {
         sink->end(summary);
     }

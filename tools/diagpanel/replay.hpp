@@ -76,8 +76,9 @@ class Replay
     bool start(std::string &why);
     uint64_t beginFile() { return times_.beginFile(); }
     void play(const Item &item);
-    // Runs the display until its cycle is steady and writes the summary.
-    void finish(std::size_t problems);
+    // Writes the summary. A replay first runs the display on until its cycle is steady, as the
+    // firmware would be left; a live run (`runOn` false) stops where its clock is.
+    void finish(std::size_t problems, bool runOn = true);
 
   private:
     // An input posted (or applied), its effects not yet written out.
@@ -102,7 +103,9 @@ class Replay
     void changes(const Item *item, const std::vector<HOST_LOG_LINE_S> &warnings,
                  const std::vector<DIAG_PANEL_MSG_S> &table);
     void emit(Event event, const Item *item);
-    void flushPanel();
+    // Writes out the panel's pending steps; a repeat reaches no further than `upTo`, the time of
+    // the input that ends it.
+    void flushPanel(uint64_t upTo = UINT64_MAX);
     void progress(bool last = false);
 
     ReplayOptions options_;

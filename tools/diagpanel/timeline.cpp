@@ -107,7 +107,7 @@ class TextSink : public Sink
             fprintf(out_, "    %s\n", faultWords(m).c_str());
         }
         if (s.cycle.empty()) {
-            fprintf(out_, "  the panel did not settle into a cycle\n");
+            fprintf(out_, s.live ? "" : "  the panel did not settle into a cycle\n");
         } else {
             fprintf(out_, "  the panel's cycle, %llu s: %s\n",
                     static_cast<unsigned long long>(s.period), cycleWords(s.cycle).c_str());

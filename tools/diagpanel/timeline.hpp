@@ -44,6 +44,8 @@ struct Summary {
     uint64_t period = 0;
     std::size_t records = 0;
     std::size_t problems = 0;
+    bool live =
+        false; // stopped at the clock: a cycle not yet seen is not a panel that never settles
 };
 
 class Sink

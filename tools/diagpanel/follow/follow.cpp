@@ -204,9 +204,12 @@ int follow(const FollowArgs &args, u32 board)
         for (const std::string &n : news.notes) {
             say(n);
         }
+        // A poll can take seconds (retries, a long run of new records): records are timed by the
+        // end of the poll that read them.
         const uint64_t elapsed =
             live ? static_cast<uint64_t>(
-                       std::chrono::duration_cast<std::chrono::seconds>(pollAt - *live).count())
+                       std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - *live)
+                           .count())
                  : 0;
         for (const SelEntry &record : news.records) {
             replay.play(selItem(record, live ? Timing::Offset : Timing::SelTimestamp, elapsed));
@@ -257,7 +260,7 @@ int follow(const FollowArgs &args, u32 board)
         }
         sleepUntil(pollAt + interval);
     }
-    replay.finish(unreadable);
+    replay.finish(unreadable, false); // a live run ends at the clock, not ahead of it
     fflush(stdout);
     if (args.stats) {
         fprintf(stderr,

@@ -173,6 +173,9 @@ std::vector<std::string> IpmiSession::arguments(bool verbose) const
     if (!address_.lan15) {
         args.insert(args.end(), {"-C", std::to_string(address_.cipherSuite)});
     }
+    // Every command follow sends is User-level; ipmitool would otherwise ask for an administrator
+    // session, which a BMC that holds accounts to their limits refuses an operator.
+    args.insert(args.end(), {"-L", "USER"});
     // One second a try, two retries: a BMC that does not answer is known within seconds.
     args.insert(args.end(), {"-N", "1", "-R", "2"});
     return args;
