@@ -289,6 +289,20 @@ TEST_F(PipeTest, StartUpRefusesUnsupportedBoardsAndReplacesAPipeLeftBehind)
     writer_ = open(DIAG_PANEL_PIPE_PATH, O_WRONLY);
     ASSERT_EQ(test::postEvent(0x9002), 0);
     EXPECT_TRUE(arrives(0x9002));
+
+    // With standard input closed the pipe opens as descriptor 0, which posting takes for invalid.
+    DIAG_PANEL_TRANS_Deinit();
+    const int savedStdin = dup(STDIN_FILENO);
+    close(STDIN_FILENO);
+    ASSERT_EQ(DIAG_PANEL_TRANS_Init(0x5A), 0);
+    const test::LogCursor refused;
+    EXPECT_EQ(test::postEvent(0x9003), -1);
+    EXPECT_EQ(refused.texts(),
+              std::vector<std::string>{"Diagnostic Panel Trans handle is invalid: 0"});
+    DIAG_PANEL_TRANS_Deinit();
+    dup2(savedStdin, STDIN_FILENO);
+    close(savedStdin);
+    ASSERT_EQ(DIAG_PANEL_TRANS_Init(0x5A), 0);
 }
 
 } // namespace

@@ -102,6 +102,7 @@ TEST_F(TranslatorTest, FanRecords)
         {"6Fh offset 0 deasserted",0, fan(kSpecific, 0x00, true),   4, {{6, 0x00, 0, 0, 0}}, {}, fan2},
         {"6Fh asks about fan 255", 0, fan(kSpecific, 0x08),         0, {}, {}, fan2, Lines{"dfc_fan_UpdateFanInstallState()", "DFC_ctl_CheckFanErrState(255)"}},
         {"name before board rules",0, fan(kRedundancy, 0x04),       0, {}, {"4 Unknown Sensor name: Number=0x61"}},
+        {"no redundancy here",     0, fan(kRedundancy, 0x04),       0, {}, {}, fan2},
         {"offset 2",               0, fan(kAvailability, 0x02),     0, {}, {"4 Unknown FAN event offset: 0x2"}, fan2, Lines{}},
     }, failText);
     HOST_FanSetError(1, 0);
