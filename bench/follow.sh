@@ -27,38 +27,15 @@ waitRecords() {
     fail "follow printed $(grep -c "input  SEL" "$work/out") of $1 records"
 }
 
-# The BMC of tests/tools/follow_test.sh with room for 4,000 records, kept in memory only (-p: a
-# simulator that saves its SEL to disk at every record takes seconds to add 3,000); its console
-# is its standard input, a FIFO held open here.
-sed -n '/^mc_setbmc/,/^mc_enable/p' "$(dirname "$0")/../tests/tools/follow_test.sh" |
-    sed 's/^sel_enable 0x20 [0-9]*/sel_enable 0x20 4000/' >"$work/bmc.emu"
-mkdir "$work/state"
+# The BMC of the follow test with room for 4,000 records, kept in memory only (-p: a simulator
+# that saves its SEL to disk at every record takes seconds to add 3,000), logging every datagram
+# (-d); its console is its standard input, a FIFO held open here.
+# shellcheck source=host_support/ipmi_sim.sh
+. "$(dirname "$0")/../host_support/ipmi_sim.sh"
+ipmiSimBmc "$work/bmc.emu" 4000
 mkfifo "$work/console"
 exec 4<>"$work/console"
-for _ in 1 2 3 4 5; do
-    port=$((20000 + RANDOM % 30000))
-    cat >"$work/lan.conf" <<EOF
-name "bench"
-set_working_mc 0x20
-  startlan 1
-    addr 127.0.0.1 $port
-    priv_limit admin
-    allowed_auths_admin none md2 md5 straight
-    guid a123456789abcdefa123456789abcdef
-  endlan
-  user 2 true "admin" "secret" admin 10 none md2 md5 straight
-EOF
-    ipmi_sim -d -p -c "$work/lan.conf" -f "$work/bmc.emu" -s "$work/state" <&4 >"$work/sim.log" 2>&1 &
-    sim=$!
-    for _ in $(seq 50); do
-        IPMI_PASSWORD=secret ipmitool -I lanplus -H 127.0.0.1 -p $port -U admin -E -C 3 -N 1 -R 1 \
-            mc info >/dev/null 2>&1 && break 2
-        kill -0 $sim 2>/dev/null || break # the port was taken
-        sleep 0.1
-    done
-    kill $sim 2>/dev/null; wait $sim 2>/dev/null; sim=
-done
-[ -n "$sim" ] || fail "ipmi_sim did not start"
+ipmiSimStart "$work" -d -p <&4 || fail "ipmi_sim did not start"
 
 records=(
     "0x10 0x00 0x00 0x00 0x20 0x00 0x04 0x0c 0x60 0x6f 0xa1 0x00 0x60"

@@ -24,44 +24,12 @@ waitFor() {
 }
 
 # The BMC: an admin user, three named sensors, an empty SEL; records come through its console.
-cat >"$work/bmc.emu" <<'EOF'
-mc_setbmc 0x20
-mc_add 0x20 0 has-device-sdrs 0x23 9 8 0x9f 0x1291 0xf02
-sel_enable 0x20 1000 0x0a
-main_sdr_add 0x20 0x30 0x00 0x51 0x01 0x37 0x20 0x00 0x30 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0xcc 0x50 0x53 0x55 0x5f 0x32 0x5f 0x53 0x74 0x61 0x74 0x75 0x73
-main_sdr_add 0x20 0x11 0x00 0x51 0x02 0x23 0x20 0x00 0x11 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0x00 0xc8 0x30 0x33 0x2d 0x43 0x50 0x55 0x20 0x32
-mc_enable 0x20
-EOF
-mkdir "$work/state"
+# shellcheck source=host_support/ipmi_sim.sh
+. "$(dirname "$0")/../../host_support/ipmi_sim.sh"
+ipmiSimBmc "$work/bmc.emu"
 echo secret >"$work/pw"
 echo wrong >"$work/bad"
-
-startBmc() {
-    cat >"$work/lan.conf" <<EOF
-name "follow"
-set_working_mc 0x20
-  startlan 1
-    addr 127.0.0.1 $port
-    priv_limit admin
-    allowed_auths_admin none md2 md5 straight
-    guid a123456789abcdefa123456789abcdef
-  endlan
-  user 2 true "admin" "secret" admin 10 none md2 md5 straight
-  console 127.0.0.1 $console
-EOF
-    ipmi_sim -c "$work/lan.conf" -f "$work/bmc.emu" -s "$work/state" -n >"$work/sim.log" 2>&1 &
-    sim=$!
-    for _ in $(seq 50); do
-        ipmitool -I lanplus -H 127.0.0.1 -p $port -U admin -f "$work/pw" -C 3 -N 1 -R 1 mc info >/dev/null 2>&1 && return 0
-        kill -0 $sim 2>/dev/null || return 1 # the port was taken
-        sleep 0.1
-    done
-    return 1
-}
-for _ in 1 2 3 4 5; do
-    port=$((20000 + RANDOM % 30000)); console=$((port + 1))
-    startBmc && break
-done || fail "ipmi_sim did not start"
+ipmiSimStart "$work" -n || fail "ipmi_sim did not start"
 
 # A SEL record through the BMC's console: record type 02h and the 13 bytes after it.
 addRecord() { exec 3<>/dev/tcp/127.0.0.1/$console && echo "sel_add 0x20 0x02 $*" >&3 && sleep 0.2; exec 3>&-; }
@@ -99,7 +67,7 @@ addRecord $temperature
 waitFor "$work/out" "input  SEL .*temperature 11h" 2
 kill $sim; wait $sim 2>/dev/null
 waitFor "$work/err" "the BMC stopped answering"
-startBmc || fail "ipmi_sim did not start again"
+ipmiSimRun "$work" -n || fail "ipmi_sim did not start again"
 waitFor "$work/err" "the BMC answers again"
 addRecord $memory
 for _ in $(seq 300); do kill -0 $follower 2>/dev/null || break; sleep 0.1; done
