@@ -52,6 +52,13 @@ void say(const std::string &text)
     fprintf(stderr, "diagpanel: %s %s\n", localNow().c_str(), text.c_str());
 }
 
+// Whole seconds from `since` to now.
+uint64_t secondsSince(Clock::time_point since)
+{
+    return static_cast<uint64_t>(
+        std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - since).count());
+}
+
 // Waits until `until`, or less when a signal asks to stop.
 void sleepUntil(Clock::time_point until)
 {
@@ -206,11 +213,7 @@ int follow(const FollowArgs &args, u32 board)
         }
         // A poll can take seconds (retries, a long run of new records): records are timed by the
         // end of the poll that read them.
-        const uint64_t elapsed =
-            live ? static_cast<uint64_t>(
-                       std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - *live)
-                           .count())
-                 : 0;
+        const uint64_t elapsed = live ? secondsSince(*live) : 0;
         for (const SelEntry &record : news.records) {
             replay.play(selItem(record, live ? Timing::Offset : Timing::SelTimestamp, elapsed));
             ++records;
@@ -235,10 +238,7 @@ int follow(const FollowArgs &args, u32 board)
                 say("no answer yet; trying again in " + std::to_string(retry.count()) + " s");
             }
             if (session.isOpen()) {
-                say("the BMC answers again, after " +
-                    std::to_string(
-                        std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - lost)
-                            .count()) +
+                say("the BMC answers again, after " + std::to_string(secondsSince(lost)) +
                     " s; following on from the last record read");
                 retry = std::chrono::seconds(1);
             }
@@ -248,8 +248,7 @@ int follow(const FollowArgs &args, u32 board)
             Item now;
             now.kind = Item::Kind::Wait;
             now.timing = Timing::Offset;
-            now.offset = static_cast<uint64_t>(
-                std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - *live).count());
+            now.offset = secondsSince(*live);
             replay.play(now); // the display up to now, its changes written out
         }
         fflush(stdout);
