@@ -87,8 +87,7 @@ stress: build-host-asan build-host-tsan
 # The pre-submit check: every tracked C/C++ file formatted, the library clean under the checks of
 # .clang-tidy, no include running upward (check/layers.sh). make format fixes the formatting.
 SOURCES = git ls-files '*.cpp' '*.hpp' '*.h'
-LIBRARY_SOURCES = git ls-files 'startup/*.cpp' 'translate/*.cpp' 'display/*.cpp' 'hashtable/*.cpp' \
-                  'common/*.cpp' 'boards/*.cpp'
+LIBRARY_SOURCES = git ls-files 'src/*.cpp'
 check: build-host
 	$(SOURCES) | xargs clang-format --dry-run -Werror
 	$(LIBRARY_SOURCES) | xargs -P2 -n4 clang-tidy -p build/host --quiet --extra-arg=-w 2>/dev/null

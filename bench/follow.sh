@@ -30,8 +30,8 @@ waitRecords() {
 # The BMC of the follow test with room for 4,000 records, kept in memory only (-p: a simulator
 # that saves its SEL to disk at every record takes seconds to add 3,000), logging every datagram
 # (-d); its console is its standard input, a FIFO held open here.
-# shellcheck source=host_support/ipmi_sim.sh
-. "$(dirname "$0")/../host_support/ipmi_sim.sh"
+# shellcheck source=host/support/ipmi_sim.sh
+. "$(dirname "$0")/../host/support/ipmi_sim.sh"
 ipmiSimBmc "$work/bmc.emu" 4000
 mkfifo "$work/console"
 exec 4<>"$work/console"

@@ -9,6 +9,8 @@ cd "$(dirname "$0")/.."
 # folder: the folders it may include from (besides itself). Top down: the tool, the public
 # interface, start-up, translate, display and hashtable, the common ground, the board catalogue,
 # the platform. The stand-in platform and the host support sit beside the library, under the tool.
+# A folder under src/ or host/ goes by its own name: src/translate is translate, host/support is
+# host_support.
 allowed() {
     case $1 in
     tools) echo "diagpanel host_support host_platform platform boards" ;;
@@ -28,7 +30,11 @@ layers=" tools diagpanel startup translate display hashtable common boards platf
 
 status=0
 for file in $(git ls-files '*.cpp' '*.hpp' '*.h'); do
-    folder=${file%%/*}
+    case $file in
+    src/* | host/*) folder=${file#*/} folder=${folder%%/*} ;;
+    *) folder=${file%%/*} ;;
+    esac
+    case $file in host/*) folder=host_$folder ;; esac
     may=$(allowed "$folder")
     [ -n "$may" ] || continue # tests/, bench/: programs that reach in on purpose
     sed -n 's/^[[:space:]]*#[[:space:]]*include[[:space:]]*[<"]\([^/">]*\)\/.*/\1/p' "$file" |

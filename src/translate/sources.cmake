@@ -1,21 +1,21 @@
 # SPDX-License-Identifier: Apache-2.0
 # The intake, the dispatch, the running board and one file per translator family.
 set(DIAGPANEL_TRANSLATE_SOURCES
-  translate/pipe.cpp
-  translate/dispatch.cpp
-  translate/helpers.cpp
-  translate/boards.cpp
-  translate/memory.cpp
-  translate/firmware_progress.cpp
-  translate/raid.cpp
-  translate/disk.cpp
-  translate/board_logic.cpp
-  translate/post_code.cpp
-  translate/temperature.cpp
-  translate/psu.cpp
-  translate/processor.cpp
-  translate/powercap.cpp
-  translate/fan.cpp
-  translate/pcie.cpp
-  translate/slot_numbers.cpp
+  src/translate/pipe.cpp
+  src/translate/dispatch.cpp
+  src/translate/helpers.cpp
+  src/translate/boards.cpp
+  src/translate/memory.cpp
+  src/translate/firmware_progress.cpp
+  src/translate/raid.cpp
+  src/translate/disk.cpp
+  src/translate/board_logic.cpp
+  src/translate/post_code.cpp
+  src/translate/temperature.cpp
+  src/translate/psu.cpp
+  src/translate/processor.cpp
+  src/translate/powercap.cpp
+  src/translate/fan.cpp
+  src/translate/pcie.cpp
+  src/translate/slot_numbers.cpp
 )

@@ -7,7 +7,7 @@
 #include <diagpanel/diagpanel.h>
 
 #include <host_platform/diagpanel_host.h>
-#include "tools/common/panel_code.hpp"
+#include "tools/diagpanel/panel_code.hpp"
 #include "tools/diagpanel/replay.hpp"
 
 namespace {

@@ -24,8 +24,8 @@ waitFor() {
 }
 
 # The BMC: an admin user, three named sensors, an empty SEL; records come through its console.
-# shellcheck source=host_support/ipmi_sim.sh
-. "$(dirname "$0")/../../host_support/ipmi_sim.sh"
+# shellcheck source=host/support/ipmi_sim.sh
+. "$(dirname "$0")/../../host/support/ipmi_sim.sh"
 ipmiSimBmc "$work/bmc.emu"
 echo secret >"$work/pw"
 echo wrong >"$work/bad"

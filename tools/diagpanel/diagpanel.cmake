@@ -25,7 +25,7 @@ else()
 endif()
 
 set(dir ${PROJECT_SOURCE_DIR}/tools)
-add_library(diagpanel_toolcommon STATIC ${dir}/common/panel_code.cpp)
+add_library(diagpanel_toolcommon STATIC ${dir}/diagpanel/panel_code.cpp)
 target_compile_options(diagpanel_toolcommon PRIVATE ${DIAGPANEL_WARNINGS})
 
 # The readers: bytes in, items or sensor names out. Neither the library nor the replay: the fuzz
@@ -34,7 +34,7 @@ include(${dir}/diagpanel/readers/readers.cmake)
 
 # Everything but the command line, for the tool and its tests.
 add_library(diagpanel_replay STATIC
-  ${dir}/diagpanel/sdr.cpp ${dir}/diagpanel/replay.cpp ${dir}/diagpanel/timeline.cpp
+  ${dir}/diagpanel/replay.cpp ${dir}/diagpanel/timeline.cpp
   ${dir}/diagpanel/tables.cpp)
 target_link_libraries(diagpanel_replay PUBLIC diagpanel_readers
   DiagnosticPanel diagpanel_boards diagpanel_host_support diagpanel_vclock diagpanel_toolcommon

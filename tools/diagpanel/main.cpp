@@ -8,12 +8,12 @@
 
 #include <CLI/CLI.hpp>
 
-#include "tools/common/panel_code.hpp"
+#include "tools/diagpanel/panel_code.hpp"
 #include "tools/diagpanel/readers/capture.hpp"
 #include "tools/diagpanel/readers/text.hpp"
 #include "tools/diagpanel/follow/follow.hpp"
 #include "tools/diagpanel/replay.hpp"
-#include "tools/diagpanel/sdr.hpp"
+#include "tools/diagpanel/readers/sdr.hpp"
 #include "tools/diagpanel/tables.hpp"
 #include <boards/catalogue.hpp>
 

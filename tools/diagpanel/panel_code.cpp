@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/common/panel_code.hpp"
+#include "tools/diagpanel/panel_code.hpp"
 
 #include <array>
 #include <bit>

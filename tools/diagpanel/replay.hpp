@@ -10,7 +10,7 @@
 #include <vector>
 
 #include <host_platform/diagpanel_host.h>
-#include "tools/diagpanel/inputs.hpp"
+#include "tools/diagpanel/readers/inputs.hpp"
 #include "tools/diagpanel/timeline.hpp"
 
 namespace diagpanel {

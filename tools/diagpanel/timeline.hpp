@@ -12,7 +12,7 @@
 
 #include <diagpanel/types.h>
 
-#include "tools/common/panel_code.hpp"
+#include "tools/diagpanel/panel_code.hpp"
 
 namespace diagpanel {
 

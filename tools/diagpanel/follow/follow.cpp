@@ -13,7 +13,7 @@
 
 #include "tools/diagpanel/follow/sel_follower.hpp"
 #include "tools/diagpanel/replay.hpp"
-#include "tools/diagpanel/sdr.hpp"
+#include "tools/diagpanel/readers/sdr.hpp"
 
 namespace diagpanel {
 

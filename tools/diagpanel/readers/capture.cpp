@@ -6,7 +6,7 @@
 
 #include "tools/diagpanel/readers/readers.hpp"
 #include "tools/diagpanel/readers/text.hpp"
-#include "tools/diagpanel/scenario.hpp"
+#include "tools/diagpanel/readers/scenario.hpp"
 
 namespace diagpanel {
 

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/diagpanel/inputs.hpp"
+#include "tools/diagpanel/readers/inputs.hpp"
 
 namespace diagpanel {
 

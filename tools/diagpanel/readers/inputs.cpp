@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/diagpanel/inputs.hpp"
+#include "tools/diagpanel/readers/inputs.hpp"
 
 #include <array>
 #include <cstdio>

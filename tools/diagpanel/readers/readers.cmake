@@ -9,6 +9,6 @@ add_library(diagpanel_readers STATIC
   ${here}/text.cpp ${here}/input.cpp ${here}/lines.cpp ${here}/diagnostics.cpp
   ${here}/captured_record.cpp ${here}/binary_sel.cpp ${here}/hex_sel.cpp ${here}/freeipmi_sel.cpp
   ${here}/event_lines.cpp ${here}/sdr_dump.cpp ${here}/sdr_lists.cpp ${here}/capture.cpp
-  ${here}/../scenario.cpp ${here}/../inputs.cpp)
+  ${here}/scenario.cpp ${here}/inputs.cpp ${here}/sdr.cpp)
 target_link_libraries(diagpanel_readers PUBLIC diagpanel_headers)
 target_compile_options(diagpanel_readers PRIVATE ${DIAGPANEL_WARNINGS})

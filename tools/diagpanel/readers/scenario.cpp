@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/diagpanel/scenario.hpp"
+#include "tools/diagpanel/readers/scenario.hpp"
 
 #include <charconv>
 #include <string>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/diagpanel/sdr.hpp"
+#include "tools/diagpanel/readers/sdr.hpp"
 
 #include "tools/diagpanel/readers/capture.hpp"
 

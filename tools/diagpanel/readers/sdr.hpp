@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "tools/diagpanel/inputs.hpp"
+#include "tools/diagpanel/readers/inputs.hpp"
 
 namespace diagpanel {
 
