@@ -7,10 +7,10 @@
 PRESETS := host host-asan host-tsan armhf
 PACKAGES := cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev googletest \
             g++-arm-linux-gnueabihf qemu-user abigail-tools clang libclang-rt-14-dev libfuzzer-14-dev libcli11-dev nlohmann-json3-dev valgrind \
-            ipmitool openipmi clang-format clang-tidy
+            ipmitool openipmi clang-format clang-tidy pandoc doxygen
 
 # build-<preset> and test-<preset> are pattern rules, which make does not apply to .PHONY targets.
-.PHONY: all deps check test demo bench stress fuzz build-fuzz test-fuzz clean format tidy
+.PHONY: all deps check test demo docs bench stress fuzz build-fuzz test-fuzz clean format tidy
 
 all: build-host
 
@@ -42,6 +42,20 @@ demo: build-host
 	build/host/tools/diagpanel replay --board 0x01030103 --svg build/host/demo.svg \
 	  --sdr tools/diagpanel/samples/sdr-elist.txt tools/diagpanel/samples/boot-and-faults.scn
 	@echo "drawn into build/host/demo.svg"
+
+# The reference of the C interface (doxygen, docs/Doxyfile) into build/docs/html, failing on any
+# undocumented declaration of the public headers, and the diagpanel(1) man page into
+# build/host/docs. Doxygen checks only the members of a header that has a @file comment, so every
+# header must have one.
+docs: deps
+	@for h in include/diagpanel/*.h; do \
+	  grep -q '@file' $$h || { echo "$$h: no @file comment, so doxygen would not check it"; exit 1; }; \
+	done
+	rm -rf build/docs
+	doxygen docs/Doxyfile
+	cmake --preset host >/dev/null
+	cmake --build build/host --target diagpanel_man
+	@echo "the C interface: build/docs/html/index.html; the man page: man -l build/host/docs/diagpanel.1"
 
 # What the library and the tool's replay cost, printed as a table (kept in BENCHMARKS.md): host
 # programs and the tool in build/bench, the target's library and heap figure in

@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 # cmake --install: the library, its headers, a pkg-config file and a CMake package, so a firmware
-# build finds it either way (pkg-config --libs libDiagnosticPanel, or find_package).
+# build finds it either way (pkg-config --libs libDiagnosticPanel, or find_package); and the
+# diagpanel(1) man page when Docs.cmake makes it.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS DiagnosticPanel EXPORT DiagnosticPanelTargets
@@ -27,3 +28,8 @@ string(REGEX REPLACE "/$" "" DIAGPANEL_PC_TO_PREFIX "${DIAGPANEL_PC_TO_PREFIX}")
 configure_file(cmake/libDiagnosticPanel.pc.in ${CMAKE_CURRENT_BINARY_DIR}/libDiagnosticPanel.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/libDiagnosticPanel.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# OPTIONAL: a build of only some targets (the library, a test) still installs.
+if(DIAGPANEL_MAN_PAGE)
+  install(FILES ${DIAGPANEL_MAN_PAGE} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 OPTIONAL)
+endif()
