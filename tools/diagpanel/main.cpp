@@ -25,13 +25,6 @@ constexpr int kInputErrors = 1;
 constexpr int kUsage = 2;
 constexpr std::size_t kBatch = 256; // inputs in flight in the library's intake at once
 
-std::string hex32(u32 value)
-{
-    char text[12];
-    snprintf(text, sizeof text, "0x%08x", value);
-    return text;
-}
-
 // The number of names a board has for a fault type, or 0.
 unsigned names(const diag::BoardRow &board, u32 faultType)
 {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // What a replay shows: the panel's codes, the fault table's changes, the library's warnings and
-// the inputs, in time order; and where the replay ended. Sinks write it as text, JSON Lines or SVG.
+// the inputs, in time order; and where the replay ended. Sinks write it as text, JSON Lines or SVG,
+// each in its own file under timeline/.
 #pragma once
 
 #include <cstdint>
@@ -63,10 +64,10 @@ std::unique_ptr<Sink> textSink(FILE *out, const std::optional<int64_t> *localOri
 std::unique_ptr<Sink> jsonSink(FILE *out);
 std::unique_ptr<Sink> svgSink(const std::string &path);
 
-// Shared words: "1:02:03" or "2d 01:02:03"; "2024-03-01 10:00:40" (UTC); a fault entry's level.
+// Shared words: "0x00009d98"; "1:02:03" or "2d 01:02:03"; "2024-03-01 10:00:40" (UTC).
+std::string hex32(u32 value);
 std::string clock(uint64_t seconds);
 std::string calendar(int64_t seconds);
-unsigned levelOf(const DIAG_PANEL_MSG_S &msg);
 std::string faultWords(const DIAG_PANEL_MSG_S &msg); // "memory B3: mask 0x00000002, level 3"
 
 } // namespace diagpanel
