@@ -48,7 +48,11 @@ add_library(diagpanel_follow STATIC ${dir}/diagpanel/follow/ipmi_session.cpp
 target_link_libraries(diagpanel_follow PUBLIC diagpanel_replay)
 target_compile_options(diagpanel_follow PRIVATE ${DIAGPANEL_WARNINGS})
 
-add_executable(diagpanel ${dir}/diagpanel/main.cpp)
+# The command line: a short main and one file a command, with the pieces they share.
+set(commands ${dir}/diagpanel/commands)
+add_executable(diagpanel ${dir}/diagpanel/main.cpp ${commands}/board.cpp ${commands}/outputs.cpp
+  ${commands}/problems.cpp ${commands}/replay.cpp ${commands}/decode.cpp ${commands}/boards.cpp
+  ${commands}/follow.cpp ${commands}/tables.cpp)
 target_link_libraries(diagpanel PRIVATE diagpanel_replay diagpanel_follow)
 # CLI11's own code, inlined here, trips the null-dereference analysis.
 target_compile_options(diagpanel PRIVATE ${DIAGPANEL_WARNINGS} -Wno-null-dereference)
