@@ -9,9 +9,10 @@ void addOutputFlags(CLI::App &command, bool &json, std::string &svg)
     command.add_option("--svg", svg, "also draw the timeline into this SVG file");
 }
 
-Outputs::Outputs(bool json, const std::string &svg, const std::optional<int64_t> *localOrigin)
+Outputs::Outputs(bool json, const std::string &svg, const JsonStamp &stamp,
+                 const std::optional<int64_t> *localOrigin)
 {
-    sinks_.push_back(json ? jsonSink(stdout) : textSink(stdout, localOrigin));
+    sinks_.push_back(json ? jsonSink(stdout, stamp) : textSink(stdout, localOrigin));
     if (!svg.empty()) {
         sinks_.push_back(svgSink(svg));
     }

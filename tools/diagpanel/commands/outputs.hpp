@@ -19,8 +19,10 @@ void addOutputFlags(CLI::App &command, bool &json, std::string &svg);
 class Outputs
 {
   public:
-    // The text sink's time column follows `localOrigin` once it is set (see textSink).
-    Outputs(bool json, const std::string &svg, const std::optional<int64_t> *localOrigin = nullptr);
+    // JSON lines carry the stamp; the text sink's time column follows `localOrigin` once it is
+    // set (see textSink).
+    Outputs(bool json, const std::string &svg, const JsonStamp &stamp,
+            const std::optional<int64_t> *localOrigin = nullptr);
     void begin(const std::string &heading);
     const std::vector<Sink *> &targets() const { return targets_; }
 

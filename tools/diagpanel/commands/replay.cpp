@@ -87,7 +87,7 @@ int replay(const ReplayArgs &args)
     }
     options.total = isatty(STDERR_FILENO) != 0 && total > 500 ? total : 0;
 
-    Outputs outputs(args.json, args.svg);
+    Outputs outputs(args.json, args.svg, {options.board, std::nullopt});
     outputs.begin(heading);
     Replay run(options, outputs.targets());
     std::string why;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The JSON Lines sink: the same events as the text, one object a line.
 #include <array>
+#include <utility>
 
 #include <nlohmann/json.hpp>
 
@@ -10,6 +11,14 @@
 namespace diagpanel {
 
 namespace {
+
+// The words of the contract, by Event::Kind and by BmcNews.
+constexpr std::array<const char *, 6> kKinds = {"panel",   "repeat", "fault",
+                                                "warning", "input",  "bmc"};
+constexpr std::array<const char *, 7> kBmcNews = {"lost",    "back", "cleared",   "rewritten",
+                                                  "deleted", "full", "unreadable"};
+static_assert(kKinds.size() == static_cast<std::size_t>(Event::Kind::Bmc) + 1);
+static_assert(kBmcNews.size() == static_cast<std::size_t>(BmcNews::Unreadable) + 1);
 
 nlohmann::json codeJson(u32 code)
 {
@@ -34,15 +43,13 @@ nlohmann::json faultJson(const DIAG_PANEL_MSG_S &m)
 class JsonSink : public Sink
 {
   public:
-    explicit JsonSink(FILE *out) : out_(out) {}
+    JsonSink(FILE *out, JsonStamp stamp) : out_(out), stamp_(std::move(stamp)) {}
     void begin(const std::string &heading) override
     {
         write({{"kind", "start"}, {"text", heading}});
     }
     void event(const Event &e) override
     {
-        static constexpr std::array<const char *, 5> kKinds = {"panel", "repeat", "fault",
-                                                               "warning", "input"};
         nlohmann::json j = {{"kind", kKinds[static_cast<std::size_t>(e.kind)]}, {"time", e.time}};
         if (e.sel) {
             j["sel_time"] = calendar(*e.sel);
@@ -69,6 +76,10 @@ class JsonSink : public Sink
             j["text"] = e.text;
             break;
         case Event::Kind::Input:
+            j["text"] = e.text;
+            break;
+        case Event::Kind::Bmc:
+            j["event"] = kBmcNews[static_cast<std::size_t>(e.news)];
             j["text"] = e.text;
             break;
         }
@@ -99,19 +110,24 @@ class JsonSink : public Sink
     }
 
   private:
-    void write(const nlohmann::json &j)
+    // Every line, whatever its kind, says which contract it keeps and whose timeline it is.
+    void write(nlohmann::json j)
     {
+        j["schema"] = kJsonSchema;
+        j["board"] = stamp_.board ? nlohmann::json(hex32(*stamp_.board)) : nlohmann::json();
+        j["bmc"] = stamp_.bmc ? nlohmann::json(*stamp_.bmc) : nlohmann::json();
         fprintf(out_, "%s\n",
                 j.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
     }
     FILE *out_;
+    JsonStamp stamp_;
 };
 
 } // namespace
 
-std::unique_ptr<Sink> jsonSink(FILE *out)
+std::unique_ptr<Sink> jsonSink(FILE *out, const JsonStamp &stamp)
 {
-    return std::make_unique<JsonSink>(out);
+    return std::make_unique<JsonSink>(out, stamp);
 }
 
 } // namespace diagpanel

@@ -46,6 +46,8 @@ class TextSink : public Sink
         case Event::Kind::Input:
             line(e, "input", e.text + (e.source.empty() ? "" : "  (" + e.source + ")"));
             break;
+        case Event::Kind::Bmc:
+            break; // follow tells it on standard error, with the date
         }
     }
     void end(const Summary &s) override
