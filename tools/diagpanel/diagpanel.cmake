@@ -34,8 +34,9 @@ include(${dir}/diagpanel/readers/readers.cmake)
 
 # Everything but the command line, for the tool and its tests.
 add_library(diagpanel_replay STATIC
-  ${dir}/diagpanel/replay.cpp ${dir}/diagpanel/timeline.cpp
-  ${dir}/diagpanel/tables.cpp)
+  ${dir}/diagpanel/replay.cpp ${dir}/diagpanel/timeline/words.cpp
+  ${dir}/diagpanel/timeline/text.cpp ${dir}/diagpanel/timeline/json.cpp
+  ${dir}/diagpanel/timeline/svg.cpp ${dir}/diagpanel/tables.cpp)
 target_link_libraries(diagpanel_replay PUBLIC diagpanel_readers
   DiagnosticPanel diagpanel_boards diagpanel_host_support diagpanel_vclock diagpanel_toolcommon
   diagpanel_toolheaders)
@@ -47,7 +48,11 @@ add_library(diagpanel_follow STATIC ${dir}/diagpanel/follow/ipmi_session.cpp
 target_link_libraries(diagpanel_follow PUBLIC diagpanel_replay)
 target_compile_options(diagpanel_follow PRIVATE ${DIAGPANEL_WARNINGS})
 
-add_executable(diagpanel ${dir}/diagpanel/main.cpp)
+# The command line: a short main and one file a command, with the pieces they share.
+set(commands ${dir}/diagpanel/commands)
+add_executable(diagpanel ${dir}/diagpanel/main.cpp ${commands}/board.cpp ${commands}/outputs.cpp
+  ${commands}/problems.cpp ${commands}/replay.cpp ${commands}/decode.cpp ${commands}/boards.cpp
+  ${commands}/follow.cpp ${commands}/tables.cpp)
 target_link_libraries(diagpanel PRIVATE diagpanel_replay diagpanel_follow)
 # CLI11's own code, inlined here, trips the null-dereference analysis.
 target_compile_options(diagpanel PRIVATE ${DIAGPANEL_WARNINGS} -Wno-null-dereference)

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // What a replay shows: the panel's codes, the fault table's changes, the library's warnings and
-// the inputs, in time order; and where the replay ended. Sinks write it as text, JSON Lines or SVG.
+// the inputs, in time order; and where the replay ended. Sinks write it as text, JSON Lines or SVG,
+// each in its own file under timeline/.
 #pragma once
 
 #include <cstdint>
@@ -16,24 +17,29 @@
 
 namespace diagpanel {
 
+// What follow notices of the BMC itself, beside the records it reads: lost and back again, a SEL
+// cleared, rewritten, with records deleted or full, and a record it could not read.
+enum class BmcNews { Lost, Back, Cleared, Rewritten, Deleted, Full, Unreadable };
+
 struct Event {
-    enum class Kind { Panel, Repeat, Fault, Warning, Input };
+    enum class Kind { Panel, Repeat, Fault, Warning, Input, Bmc };
     Kind kind = Kind::Panel;
     uint64_t time = 0;          // virtual seconds since the library started
     std::optional<int64_t> sel; // the SEL clock at that time, once a capture gave one
     std::string source;         // the input that caused it: "sel.bin@0x40"
     std::string record;         // that input, described
 
-    u32 code = 0;           // Panel
-    std::vector<u32> cycle; // Repeat: the codes of one cycle, one a display step
-    uint64_t period = 0;    // Repeat: seconds a cycle lasts
-    uint64_t until = 0;     // Repeat: the end of the last step of the repetition
-    uint64_t times = 0;     // Repeat: how many cycles were shown
-    char change = 0;        // Fault: '+' added, '~' changed, '-' removed
-    DIAG_PANEL_MSG_S msg{}; // Fault: the entry (as it was, when removed)
-    DIAG_PANEL_MSG_S was{}; // Fault '~': before
-    u32 level = 0;          // Warning: the log level
-    std::string text;       // Warning: the log text; Input: what it did
+    u32 code = 0;                 // Panel
+    std::vector<u32> cycle;       // Repeat: the codes of one cycle, one a display step
+    uint64_t period = 0;          // Repeat: seconds a cycle lasts
+    uint64_t until = 0;           // Repeat: the end of the last step of the repetition
+    uint64_t times = 0;           // Repeat: how many cycles were shown
+    char change = 0;              // Fault: '+' added, '~' changed, '-' removed
+    DIAG_PANEL_MSG_S msg{};       // Fault: the entry (as it was, when removed)
+    DIAG_PANEL_MSG_S was{};       // Fault '~': before
+    u32 level = 0;                // Warning: the log level
+    BmcNews news = BmcNews::Lost; // Bmc: what happened
+    std::string text; // Warning: the log text; Input: what it did; Bmc: the sentence for people
 };
 
 struct Summary {
@@ -60,13 +66,23 @@ class Sink
 // The text sink's time column shows the time since the library started; with a local origin
 // (epoch seconds at virtual time 0, set while the sink runs) it shows the local time of day.
 std::unique_ptr<Sink> textSink(FILE *out, const std::optional<int64_t> *localOrigin = nullptr);
-std::unique_ptr<Sink> jsonSink(FILE *out);
+// What every JSON line carries beside its event: the board, and the BMC a live run follows as
+// "host:port" (none for a replay). docs/json-lines.md is the contract those lines keep.
+struct JsonStamp {
+    std::optional<u32> board;
+    std::optional<std::string> bmc;
+};
+constexpr int kJsonSchema = 1; // raised only when a field changes meaning or goes away
+
+// The text and SVG sinks pass over Bmc events (follow tells them on standard error); the JSON
+// sink writes them.
+std::unique_ptr<Sink> jsonSink(FILE *out, const JsonStamp &stamp = {});
 std::unique_ptr<Sink> svgSink(const std::string &path);
 
-// Shared words: "1:02:03" or "2d 01:02:03"; "2024-03-01 10:00:40" (UTC); a fault entry's level.
+// Shared words: "0x00009d98"; "1:02:03" or "2d 01:02:03"; "2024-03-01 10:00:40" (UTC).
+std::string hex32(u32 value);
 std::string clock(uint64_t seconds);
 std::string calendar(int64_t seconds);
-unsigned levelOf(const DIAG_PANEL_MSG_S &msg);
 std::string faultWords(const DIAG_PANEL_MSG_S &msg); // "memory B3: mask 0x00000002, level 3"
 
 } // namespace diagpanel

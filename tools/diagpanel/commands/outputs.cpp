@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/diagpanel/commands/outputs.hpp"
+
+namespace diagpanel {
+
+void addOutputFlags(CLI::App &command, bool &json, std::string &svg)
+{
+    command.add_flag("--json", json, "write the timeline as JSON Lines");
+    command.add_option("--svg", svg, "also draw the timeline into this SVG file");
+}
+
+Outputs::Outputs(bool json, const std::string &svg, const JsonStamp &stamp,
+                 const std::optional<int64_t> *localOrigin)
+{
+    sinks_.push_back(json ? jsonSink(stdout, stamp) : textSink(stdout, localOrigin));
+    if (!svg.empty()) {
+        sinks_.push_back(svgSink(svg));
+    }
+    for (const auto &s : sinks_) {
+        targets_.push_back(s.get());
+    }
+}
+
+void Outputs::begin(const std::string &heading)
+{
+    for (Sink *s : targets_) {
+        s->begin(heading);
+    }
+}
+
+} // namespace diagpanel

@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: Apache-2.0
+// The text sink: one line per panel change, the effects under the input that caused them.
+#include <ctime>
+
+#include "tools/diagpanel/timeline/words.hpp"
+
+namespace diagpanel {
+
+namespace {
+
+class TextSink : public Sink
+{
+  public:
+    TextSink(FILE *out, const std::optional<int64_t> *localOrigin)
+        : out_(out), localOrigin_(localOrigin)
+    {
+    }
+    void begin(const std::string &heading) override
+    {
+        fprintf(out_, "%s\n\n%11s  %-19s  %s\n", heading.c_str(), "time", "SEL time", "what");
+    }
+    void event(const Event &e) override
+    {
+        switch (e.kind) {
+        case Event::Kind::Panel:
+            line(e, "panel", hex32(e.code) + "  " + codeWords(e.code));
+            break;
+        case Event::Kind::Repeat:
+            if (e.cycle.size() == 1) {
+                fprintf(out_, "%34s... unchanged until %s\n", "", when(e.until).c_str());
+            } else {
+                fprintf(out_,
+                        "%34s... the cycle of %zu steps above (%llu s) repeats until %s, "
+                        "%llu times\n",
+                        "", e.cycle.size(), static_cast<unsigned long long>(e.period),
+                        when(e.until).c_str(), static_cast<unsigned long long>(e.times));
+            }
+            last_.reset();
+            break;
+        case Event::Kind::Fault:
+            line(e, "fault", changeWords(e));
+            break;
+        case Event::Kind::Warning:
+            line(e, "warn", std::to_string(e.level) + " " + e.text);
+            break;
+        case Event::Kind::Input:
+            line(e, "input", e.text + (e.source.empty() ? "" : "  (" + e.source + ")"));
+            break;
+        case Event::Kind::Bmc:
+            break; // follow tells it on standard error, with the date
+        }
+    }
+    void end(const Summary &s) override
+    {
+        fprintf(out_, "\nat %s%s, after %zu input%s%s:\n", when(s.time).c_str(),
+                s.sel ? (" (SEL time " + calendar(*s.sel) + ")").c_str() : "", s.records,
+                s.records == 1 ? "" : "s",
+                s.problems != 0 ? (", " + std::to_string(s.problems) + " unreadable").c_str() : "");
+        fprintf(out_, "  active faults: %zu\n", s.faults.size());
+        for (const DIAG_PANEL_MSG_S &m : s.faults) {
+            fprintf(out_, "    %s\n", faultWords(m).c_str());
+        }
+        if (s.cycle.empty()) {
+            fprintf(out_, s.live ? "" : "  the panel did not settle into a cycle\n");
+        } else {
+            fprintf(out_, "  the panel's cycle, %llu s: %s\n",
+                    static_cast<unsigned long long>(s.period), cycleWords(s.cycle).c_str());
+        }
+    }
+
+  private:
+    void line(const Event &e, const char *kind, const std::string &what)
+    {
+        const bool again = last_ && *last_ == e.time;
+        const std::string sel = e.sel ? calendar(*e.sel) : "";
+        fprintf(out_, "%11s  %-19s  %-5s  %s\n", again ? "" : when(e.time).c_str(),
+                again ? "" : sel.c_str(), kind, what.c_str());
+        last_ = e.time;
+    }
+    // The time column: time since the library started, or, once the origin is known, the local
+    // time of day.
+    std::string when(uint64_t time) const
+    {
+        if (localOrigin_ == nullptr || !*localOrigin_) {
+            return clock(time);
+        }
+        const time_t at = static_cast<time_t>(**localOrigin_ + static_cast<int64_t>(time));
+        tm local{};
+        char text[16];
+        strftime(text, sizeof text, "%H:%M:%S", localtime_r(&at, &local));
+        return text;
+    }
+    FILE *out_;
+    const std::optional<int64_t> *localOrigin_;
+    std::optional<uint64_t> last_;
+};
+
+} // namespace
+
+std::unique_ptr<Sink> textSink(FILE *out, const std::optional<int64_t> *localOrigin)
+{
+    return std::make_unique<TextSink>(out, localOrigin);
+}
+
+} // namespace diagpanel
