@@ -11,6 +11,7 @@
 #include <memory>
 #include <unistd.h>
 
+#include "tools/diagpanel/follow/ipmitool_session.hpp"
 #include "tools/diagpanel/follow/sel_follower.hpp"
 #include "tools/diagpanel/replay.hpp"
 #include "tools/diagpanel/readers/sdr.hpp"
@@ -97,27 +98,19 @@ std::optional<std::string> password(const FollowArgs &args)
 }
 
 // Sensor names from a file, or from the BMC's own SDR repository.
-SensorNames sensorNames(const FollowArgs &args, const IpmiSession &session, std::string &from)
+SensorNames sensorNames(const FollowArgs &args, IpmiClient &client, std::string &from)
 {
     if (!args.sdr.empty()) {
         from = args.sdr;
         return readSdr(args.sdr, false);
     }
-    char path[] = "/tmp/diagpanel-sdr-XXXXXX";
-    const int fd = mkstemp(path);
-    if (fd < 0) {
+    const std::optional<std::string> repository = client.sdrRepository();
+    if (!repository) {
+        say("the BMC's SDR repository could not be read: records name no sensors");
         return {};
     }
-    close(fd);
-    SensorNames names;
-    if (session.dumpSdr(path)) {
-        names = readSdr(path, false);
-        from = "the BMC's SDR repository";
-    } else {
-        say("the BMC's SDR repository could not be read: records name no sensors");
-    }
-    unlink(path);
-    return names;
+    from = "the BMC's SDR repository";
+    return parseSdr(from, *repository, false);
 }
 
 Item selItem(const SelEntry &record, Timing timing, uint64_t offset)
@@ -148,10 +141,10 @@ int follow(const FollowArgs &args, u32 board)
     sigaction(SIGTERM, &stop, nullptr);
 
     const std::string bmc = args.host + " port " + std::to_string(args.port);
-    IpmiSession session({args.host, args.port, args.user, *secret, args.cipherSuite, args.lan15},
-                        kSessionTimeout);
-    if (const std::string why = session.open(); !why.empty()) {
-        fprintf(stderr, "diagpanel: cannot follow %s: %s\n", bmc.c_str(), why.c_str());
+    IpmitoolSession session(
+        {args.host, args.port, args.user, *secret, args.cipherSuite, args.lan15}, kSessionTimeout);
+    if (const std::optional<OpenFailure> failure = session.open()) {
+        fprintf(stderr, "diagpanel: cannot follow %s: %s\n", bmc.c_str(), failure->text.c_str());
         return kNoBmc;
     }
     std::string namesFrom;
@@ -231,13 +224,13 @@ int follow(const FollowArgs &args, u32 board)
             const auto lost = Clock::now();
             while (g_stop == 0) {
                 sleepUntil(Clock::now() + retry);
-                if (g_stop != 0 || session.open().empty()) {
+                if (g_stop != 0 || !session.open()) {
                     break;
                 }
                 retry = std::min(retry * 2, kLongestRetry);
                 say("no answer yet; trying again in " + std::to_string(retry.count()) + " s");
             }
-            if (session.isOpen()) {
+            if (g_stop == 0) {
                 say("the BMC answers again, after " + std::to_string(secondsSince(lost)) +
                     " s; following on from the last record read");
                 retry = std::chrono::seconds(1);

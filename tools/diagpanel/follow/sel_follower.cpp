@@ -9,21 +9,10 @@ namespace diagpanel {
 
 namespace {
 
-// IPMI 2.0 Storage commands and completion codes.
-constexpr u8 kStorage = 0x0A;
-constexpr u8 kGetSelInfo = 0x40;
-constexpr u8 kReserveSel = 0x42;
-constexpr u8 kGetSelEntry = 0x43;
 constexpr u8 kNotPresent = 0xCB;
 constexpr u8 kReservationCancelled = 0xC5;
-constexpr u16 kFirst = 0x0000;
-constexpr u16 kLast = 0xFFFF;  // as a record ID asked for: the last record; as a next ID: none
-constexpr u8 kOverflow = 0x80; // Get SEL Info's operation support byte
-
-u32 le32(const std::vector<u8> &d, std::size_t at)
-{
-    return d[at] | d[at + 1] << 8 | d[at + 2] << 16 | static_cast<u32>(d[at + 3]) << 24;
-}
+constexpr u16 kFirst = kFirstSelRecord;
+constexpr u16 kLast = kLastSelRecord;
 
 // A SEL timestamp in words: a date, or, below 20000000h, the time since the BMC started.
 std::string when(u32 stamp)
@@ -42,52 +31,37 @@ std::string completionText(u8 code)
 
 std::optional<SelInfo> SelFollower::info(SelNews &news)
 {
-    const Answer a = session_.command(kStorage, kGetSelInfo);
+    const Reply<SelInfo> a = client_.getSelInfo();
     news.answered = a.answered();
-    if (a.completion) {
-        news.refused = a.completion;
-        return std::nullopt;
-    }
-    if (!a.data || a.data->size() < 14) {
-        news.answered = a.data.has_value();
-        return std::nullopt;
-    }
-    const std::vector<u8> &d = *a.data;
-    return SelInfo{static_cast<u16>(d[1] | d[2] << 8), le32(d, 5), le32(d, 9),
-                   (d[13] & kOverflow) != 0};
+    news.refused = a.completion;
+    return a.value;
 }
 
-std::optional<std::pair<SelEntry, u16>> SelFollower::entry(u16 id, SelNews &news)
+std::optional<SelRecord> SelFollower::entry(u16 id, SelNews &news)
 {
     for (int attempt = 0; attempt < 2; ++attempt) {
-        const Answer a =
-            session_.command(kStorage, kGetSelEntry,
-                             {static_cast<u8>(reservation_), static_cast<u8>(reservation_ >> 8),
-                              static_cast<u8>(id), static_cast<u8>(id >> 8), 0x00, 0xFF});
+        const Reply<SelRecord> a = client_.getSelEntry(reservation_, id);
         news.answered = news.answered && a.answered();
         if (a.completion == kReservationCancelled) {
             // Another client's clear or addition cancelled it: reserve again, read again.
-            const Answer r = session_.command(kStorage, kReserveSel);
-            if (r.data && r.data->size() == 2) {
-                reservation_ = static_cast<u16>((*r.data)[0] | (*r.data)[1] << 8);
+            const Reply<u16> r = client_.reserveSel();
+            if (r.value) {
+                reservation_ = *r.value;
                 continue;
             }
         }
         if (a.completion == kNotPresent || !a.answered()) {
             return std::nullopt;
         }
-        if (!a.data || a.data->size() != 18) {
+        if (!a.value) {
             ++news.unreadable;
             news.notes.push_back("record " + std::to_string(id) + " could not be read (" +
                                  (a.completion ? completionText(*a.completion)
-                                               : std::to_string(a.data->size()) + " bytes") +
+                                               : std::to_string(*a.wrongLength) + " bytes") +
                                  "), skipped");
             return std::nullopt;
         }
-        std::pair<SelEntry, u16> out;
-        std::copy(a.data->begin() + 2, a.data->end(), out.first.begin());
-        out.second = static_cast<u16>((*a.data)[0] | (*a.data)[1] << 8);
-        return out;
+        return a.value;
     }
     return std::nullopt;
 }
@@ -113,7 +87,7 @@ void SelFollower::readFrom(u16 id, SelNews &news)
 bool SelFollower::lastStillThere(SelNews &news)
 {
     const auto read = entry(*lastId_, news);
-    return read && read->first == lastBytes_;
+    return read && read->entry == lastBytes_;
 }
 
 SelNews SelFollower::poll()
@@ -132,9 +106,9 @@ SelNews SelFollower::poll()
         if (fromStart_) {
             readFrom(kFirst, news);
         } else if (const auto last = entry(kLast, news)) {
-            seen_.insert(last->first);
-            lastId_ = static_cast<u16>(last->first[0] | last->first[1] << 8);
-            lastBytes_ = last->first;
+            seen_.insert(last->entry);
+            lastId_ = static_cast<u16>(last->entry[0] | last->entry[1] << 8);
+            lastBytes_ = last->entry;
         }
     } else if (*now != *known_) {
         // An erase time that changes alone is no clear: the records known must be gone too.
@@ -160,15 +134,15 @@ SelNews SelFollower::poll()
         if (!lastId_) {
             readFrom(kFirst, news);
         } else if (const auto next = entry(static_cast<u16>(*lastId_ + 1), news);
-                   next && !seen_.contains(next->first)) {
+                   next && !seen_.contains(next->entry)) {
             // Most BMCs number records one after another: one command a new record.
-            seen_.insert(next->first);
-            news.records.push_back(next->first);
+            seen_.insert(next->entry);
+            news.records.push_back(next->entry);
             lastId_ = static_cast<u16>(*lastId_ + 1);
-            lastBytes_ = next->first;
-            readFrom(next->second, news);
+            lastBytes_ = next->entry;
+            readFrom(next->next, news);
         } else if (const auto last = entry(*lastId_, news)) {
-            readFrom(last->second, news);
+            readFrom(last->next, news);
         }
     }
     if (news.answered) {

@@ -4,25 +4,14 @@
 // restart noticed and told, no record read twice.
 #pragma once
 
-#include <array>
 #include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
-#include "tools/diagpanel/follow/ipmi_session.hpp"
+#include "tools/diagpanel/follow/ipmi_client.hpp"
 
 namespace diagpanel {
-
-using SelEntry = std::array<u8, 16>;
-
-struct SelInfo {
-    u16 entries = 0;
-    u32 added = 0;  // most recent addition timestamp
-    u32 erased = 0; // most recent erase timestamp
-    bool overflow = false;
-    bool operator==(const SelInfo &) const = default;
-};
 
 // What one poll found.
 struct SelNews {
@@ -37,18 +26,18 @@ class SelFollower
 {
   public:
     // From the first record of the SEL, or from the records added after the first poll.
-    SelFollower(IpmiSession &session, bool fromStart) : session_(session), fromStart_(fromStart) {}
+    SelFollower(IpmiClient &client, bool fromStart) : client_(client), fromStart_(fromStart) {}
     SelNews poll();
 
   private:
     std::optional<SelInfo> info(SelNews &news);
     // A record by its ID: its bytes and the ID of the next (FFFFh: none). nullopt when it is not
     // there (completion code CBh) or could not be read (counted, noted).
-    std::optional<std::pair<SelEntry, u16>> entry(u16 id, SelNews &news);
+    std::optional<SelRecord> entry(u16 id, SelNews &news);
     void readFrom(u16 id, SelNews &news);
     bool lastStillThere(SelNews &news);
 
-    IpmiSession &session_;
+    IpmiClient &client_;
     bool fromStart_;
     std::optional<SelInfo> known_;
     std::optional<u16> lastId_; // the last record read, and its bytes
