@@ -26,7 +26,6 @@ constexpr int kUnreadable = 1;
 constexpr int kUsage = 2;
 constexpr int kNoBmc = 3;
 constexpr auto kSessionTimeout = std::chrono::seconds(10);
-constexpr auto kLongestRetry = std::chrono::seconds(30);
 constexpr u8 kNoPrivilege = 0xD4;
 
 volatile sig_atomic_t g_stop = 0;
@@ -180,77 +179,55 @@ int follow(const FollowArgs &args, u32 board)
         return kUnreadable;
     }
 
-    SelFollower follower(session, !args.newOnly);
     const auto interval = std::chrono::duration_cast<Clock::duration>(
         std::chrono::duration<double>(std::max(args.interval, 0.05)));
+    SelFollower follower(session, !args.newOnly, interval);
     const auto began = Clock::now();
     std::optional<Clock::time_point> live; // after the first poll: records are timed by arrival
     unsigned long records = 0, unreadable = 0, polls = 0, idlePolls = 0, commands = 0;
-    auto retry = std::chrono::seconds(1);
-    bool first = true;
     while (g_stop == 0) {
-        const auto pollAt = Clock::now();
-        const unsigned long before = session.commands();
-        SelNews news = follower.poll();
-        commands += session.commands() - before;
-        ++polls;
-        if (first && news.refused) {
+        const auto stepAt = Clock::now();
+        const FollowStep step = follower.step(stepAt);
+        if (step.poll && polls++ == 0 && step.selInfoRefused) {
             fprintf(stderr, "diagpanel: cannot follow %s: %s\n", bmc.c_str(),
-                    *news.refused == kNoPrivilege
+                    *step.selInfoRefused == kNoPrivilege
                         ? ("user '" + args.user + "' has no privilege for the SEL").c_str()
                         : "the BMC refused Get SEL Info");
             return kNoBmc;
         }
-        for (const std::string &n : news.notes) {
-            say(n);
+        for (const BmcNote &note : step.notes) {
+            say(note.text);
+            unreadable += note.kind == BmcNoteKind::Unreadable ? 1 : 0;
         }
         // A poll can take seconds (retries, a long run of new records): records are timed by the
         // end of the poll that read them.
         const uint64_t elapsed = live ? secondsSince(*live) : 0;
-        for (const SelEntry &record : news.records) {
+        for (const SelEntry &record : step.records) {
             replay.play(selItem(record, live ? Timing::Offset : Timing::SelTimestamp, elapsed));
             ++records;
         }
-        unreadable += news.unreadable;
-        idlePolls += news.records.empty() && news.notes.empty() ? 1 : 0;
-        if (!live && news.answered) {
-            live = pollAt;
-            localOrigin = time(nullptr) - static_cast<int64_t>(replay.beginFile());
+        if (step.poll) {
+            commands += step.commands;
+            idlePolls += step.answered && step.records.empty() && step.notes.empty() ? 1 : 0;
         }
-        first = false;
-        if (!news.answered) {
-            say("the BMC stopped answering; trying again in " + std::to_string(retry.count()) +
-                " s");
-            const auto lost = Clock::now();
-            while (g_stop == 0) {
-                sleepUntil(Clock::now() + retry);
-                if (g_stop != 0 || !session.open()) {
-                    break;
-                }
-                retry = std::min(retry * 2, kLongestRetry);
-                say("no answer yet; trying again in " + std::to_string(retry.count()) + " s");
+        if (step.poll && step.answered) {
+            if (!live) {
+                live = stepAt;
+                localOrigin = time(nullptr) - static_cast<int64_t>(replay.beginFile());
             }
-            if (g_stop == 0) {
-                say("the BMC answers again, after " + std::to_string(secondsSince(lost)) +
-                    " s; following on from the last record read");
-                retry = std::chrono::seconds(1);
-            }
-            continue;
-        }
-        if (live) {
             Item now;
             now.kind = Item::Kind::Wait;
             now.timing = Timing::Offset;
             now.offset = secondsSince(*live);
             replay.play(now); // the display up to now, its changes written out
+            fflush(stdout);
+            if ((args.records && records >= *args.records) ||
+                (args.duration &&
+                 Clock::now() - began >= std::chrono::duration<double>(*args.duration))) {
+                break;
+            }
         }
-        fflush(stdout);
-        if ((args.records && records >= *args.records) ||
-            (args.duration &&
-             Clock::now() - began >= std::chrono::duration<double>(*args.duration))) {
-            break;
-        }
-        sleepUntil(pollAt + interval);
+        sleepUntil(step.pause ? Clock::now() + *step.pause : step.next);
     }
     replay.finish(unreadable, false); // a live run ends at the clock, not ahead of it
     fflush(stdout);

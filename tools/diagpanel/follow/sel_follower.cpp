@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/diagpanel/follow/sel_follower.hpp"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "tools/diagpanel/timeline.hpp"
@@ -11,8 +12,12 @@ namespace {
 
 constexpr u8 kNotPresent = 0xCB;
 constexpr u8 kReservationCancelled = 0xC5;
-constexpr u16 kFirst = kFirstSelRecord;
-constexpr u16 kLast = kLastSelRecord;
+constexpr std::chrono::seconds kFirstRetry{1};
+constexpr std::chrono::seconds kLongestRetry{30};
+
+constexpr const char *kNoteNames[] = {"lost",    "still-lost", "back",    "full",
+                                      "cleared", "rewritten",  "deleted", "unreadable"};
+static_assert(std::size(kNoteNames) == static_cast<std::size_t>(BmcNoteKind::Unreadable) + 1);
 
 // A SEL timestamp in words: a date, or, below 20000000h, the time since the BMC started.
 std::string when(u32 stamp)
@@ -27,128 +32,180 @@ std::string completionText(u8 code)
     return text;
 }
 
-} // namespace
-
-std::optional<SelInfo> SelFollower::info(SelNews &news)
+void say(FollowStep &step, BmcNoteKind kind, unsigned number, std::string text)
 {
-    const Reply<SelInfo> a = client_.getSelInfo();
-    news.answered = a.answered();
-    news.refused = a.completion;
-    return a.value;
+    step.notes.push_back({kind, number, std::move(text)});
 }
 
-std::optional<SelRecord> SelFollower::entry(u16 id, SelNews &news)
+} // namespace
+
+const char *bmcNoteName(BmcNoteKind kind)
+{
+    return kNoteNames[static_cast<std::size_t>(kind)];
+}
+
+FollowStep SelFollower::step(FollowClock::time_point now)
+{
+    FollowStep step;
+    const unsigned long before = client_.commands();
+    if (lost_) {
+        reconnect(now, step);
+    } else {
+        poll(step);
+        if (step.answered) {
+            step.next = now + interval_;
+        } else {
+            lost_ = true;
+            retry_ = kFirstRetry;
+            step.pause = retry_;
+            say(step, BmcNoteKind::Lost, static_cast<unsigned>(retry_.count()),
+                "the BMC stopped answering; trying again in " + std::to_string(retry_.count()) +
+                    " s");
+        }
+    }
+    step.commands = client_.commands() - before;
+    return step;
+}
+
+void SelFollower::reconnect(FollowClock::time_point now, FollowStep &step)
+{
+    if (!lostAt_) {
+        // The first try comes its pause after the poll that found the BMC gone ended.
+        lostAt_ = now - retry_;
+    }
+    if (client_.open()) {
+        retry_ = std::min(retry_ * 2, kLongestRetry);
+        step.pause = retry_;
+        say(step, BmcNoteKind::StillLost, static_cast<unsigned>(retry_.count()),
+            "no answer yet; trying again in " + std::to_string(retry_.count()) + " s");
+        return;
+    }
+    const auto lost = std::chrono::duration_cast<std::chrono::seconds>(now - *lostAt_).count();
+    say(step, BmcNoteKind::Back, static_cast<unsigned>(lost),
+        "the BMC answers again, after " + std::to_string(lost) +
+            " s; following on from the last record read");
+    lost_ = false;
+    lostAt_.reset();
+    step.next = now; // poll at once: records may have come in the meantime
+}
+
+std::optional<SelRecord> SelFollower::entry(u16 id, FollowStep &step)
 {
     for (int attempt = 0; attempt < 2; ++attempt) {
-        const Reply<SelRecord> a = client_.getSelEntry(reservation_, id);
-        news.answered = news.answered && a.answered();
-        if (a.completion == kReservationCancelled) {
+        const Reply<SelRecord> r = client_.getSelEntry(reservation_, id);
+        step.answered = step.answered && r.answered();
+        if (r.completion == kReservationCancelled) {
             // Another client's clear or addition cancelled it: reserve again, read again.
-            const Reply<u16> r = client_.reserveSel();
-            if (r.value) {
-                reservation_ = *r.value;
+            const Reply<u16> reserved = client_.reserveSel();
+            if (reserved.value) {
+                reservation_ = *reserved.value;
                 continue;
             }
         }
-        if (a.completion == kNotPresent || !a.answered()) {
+        if (r.completion == kNotPresent || !r.answered()) {
             return std::nullopt;
         }
-        if (!a.value) {
-            ++news.unreadable;
-            news.notes.push_back("record " + std::to_string(id) + " could not be read (" +
-                                 (a.completion ? completionText(*a.completion)
-                                               : std::to_string(*a.wrongLength) + " bytes") +
-                                 "), skipped");
+        if (!r.value) {
+            say(step, BmcNoteKind::Unreadable, id,
+                "record " + std::to_string(id) + " could not be read (" +
+                    (r.completion ? completionText(*r.completion)
+                                  : std::to_string(*r.wrongLength) + " bytes") +
+                    "), skipped");
             return std::nullopt;
         }
-        return a.value;
+        return r.value;
     }
     return std::nullopt;
 }
 
-// Walks the records from `id` on by their next IDs; the ones not seen before are news.
-void SelFollower::readFrom(u16 id, SelNews &news)
+void SelFollower::take(const SelRecord &record, FollowStep &step)
 {
-    while (id != kLast) {
-        const auto read = entry(id, news);
+    if (seen_.insert(record.entry).second) {
+        step.records.push_back(record.entry);
+    }
+    lastId_ = selRecordId(record.entry);
+    lastBytes_ = record.entry;
+}
+
+// Walks the records from `id` on by their next IDs; the ones not seen before are news.
+void SelFollower::readFrom(u16 id, FollowStep &step)
+{
+    while (id != kLastSelRecord) {
+        const auto read = entry(id, step);
         if (!read) {
             return;
         }
-        const auto &[bytes, next] = *read;
-        if (seen_.insert(bytes).second) {
-            news.records.push_back(bytes);
-        }
-        lastId_ = static_cast<u16>(bytes[0] | bytes[1] << 8);
-        lastBytes_ = bytes;
-        id = next;
+        take(*read, step);
+        id = read->next;
     }
 }
 
-bool SelFollower::lastStillThere(SelNews &news)
+bool SelFollower::lastStillThere(FollowStep &step)
 {
-    const auto read = entry(*lastId_, news);
+    const auto read = entry(*lastId_, step);
     return read && read->entry == lastBytes_;
 }
 
-SelNews SelFollower::poll()
+void SelFollower::poll(FollowStep &step)
 {
-    SelNews news;
-    news.answered = true;
-    const std::optional<SelInfo> now = info(news);
-    if (!now) {
-        return news;
+    step.poll = true;
+    const Reply<SelInfo> info = client_.getSelInfo();
+    step.answered = info.answered();
+    step.selInfoRefused = info.completion;
+    if (!info.value) {
+        return;
     }
-    if (now->overflow && !overflowSaid_) {
-        news.notes.emplace_back("the SEL is full: the BMC drops new records (overflow flag set)");
+    const SelInfo &now = *info.value;
+    if (now.overflow && !overflowSaid_) {
+        say(step, BmcNoteKind::Full, 0,
+            "the SEL is full: the BMC drops new records (overflow flag set)");
     }
-    overflowSaid_ = now->overflow;
+    overflowSaid_ = now.overflow;
     if (!known_) {
         if (fromStart_) {
-            readFrom(kFirst, news);
-        } else if (const auto last = entry(kLast, news)) {
+            readFrom(kFirstSelRecord, step);
+        } else if (const auto last = entry(kLastSelRecord, step)) {
             seen_.insert(last->entry);
-            lastId_ = static_cast<u16>(last->entry[0] | last->entry[1] << 8);
+            lastId_ = selRecordId(last->entry);
             lastBytes_ = last->entry;
         }
-    } else if (*now != *known_) {
+    } else if (now != *known_) {
         // An erase time that changes alone is no clear: the records known must be gone too.
-        const bool fewer = now->entries < known_->entries;
-        if ((fewer || now->erased != known_->erased) && lastId_ && !lastStillThere(news)) {
-            if (!news.answered) {
-                return news;
+        const bool fewer = now.entries < known_->entries;
+        if ((fewer || now.erased != known_->erased) && lastId_ && !lastStillThere(step)) {
+            if (!step.answered) {
+                return;
             }
-            if (now->entries <= known_->entries) {
-                news.notes.push_back(
+            if (now.entries <= known_->entries) {
+                say(step, BmcNoteKind::Cleared, 0,
                     "the SEL was cleared" +
-                    (now->erased != known_->erased ? " " + when(now->erased) : std::string()) +
-                    "; following it from its first record");
+                        (now.erased != known_->erased ? " " + when(now.erased) : std::string()) +
+                        "; following it from its first record");
             } else {
-                news.notes.emplace_back("the SEL was rewritten; following it from its first "
-                                        "record, records seen before not repeated");
+                say(step, BmcNoteKind::Rewritten, 0,
+                    "the SEL was rewritten; following it from its first record, records seen "
+                    "before not repeated");
             }
             lastId_.reset();
         } else if (fewer) {
-            news.notes.push_back(std::to_string(known_->entries - now->entries) +
-                                 " record(s) deleted from the SEL");
+            const unsigned deleted = known_->entries - now.entries;
+            say(step, BmcNoteKind::Deleted, deleted,
+                std::to_string(deleted) + " record(s) deleted from the SEL");
         }
         if (!lastId_) {
-            readFrom(kFirst, news);
-        } else if (const auto next = entry(static_cast<u16>(*lastId_ + 1), news);
+            readFrom(kFirstSelRecord, step);
+        } else if (const auto next = entry(static_cast<u16>(*lastId_ + 1), step);
                    next && !seen_.contains(next->entry)) {
             // Most BMCs number records one after another: one command a new record.
-            seen_.insert(next->entry);
-            news.records.push_back(next->entry);
-            lastId_ = static_cast<u16>(*lastId_ + 1);
-            lastBytes_ = next->entry;
-            readFrom(next->next, news);
-        } else if (const auto last = entry(*lastId_, news)) {
-            readFrom(last->next, news);
+            take(*next, step);
+            readFrom(next->next, step);
+        } else if (const auto last = entry(*lastId_, step)) {
+            readFrom(last->next, step);
         }
     }
-    if (news.answered) {
+    if (step.answered) {
         known_ = now;
     }
-    return news;
 }
 
 } // namespace diagpanel

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-// Following a BMC's System Event Log: one Get SEL Info a poll, one Get SEL Entry a new record;
-// clears, deletions, a full SEL, cancelled reservations and records the BMC numbers anew after a
-// restart noticed and told, no record read twice.
+// Following a BMC's System Event Log, one step at a time: a step is one poll (one Get SEL Info,
+// one Get SEL Entry a new record) or, while the BMC does not answer, one attempt to open the
+// session again, backing off 1, 2, 4, ... up to 30 s. Clears, rewrites, deletions, a full SEL and
+// cancelled reservations are noticed and told; no record is read twice. What the caller does with
+// the records and the notes, and when it stops, is its own.
 #pragma once
 
+#include <chrono>
 #include <optional>
 #include <set>
 #include <string>
@@ -13,38 +16,73 @@
 
 namespace diagpanel {
 
-// What one poll found.
-struct SelNews {
-    bool answered = false;         // the BMC answered; when not, the session is closed
-    std::vector<SelEntry> records; // new records, in SEL order
-    std::vector<std::string> notes;
-    unsigned unreadable = 0;   // records that came back malformed or refused
-    std::optional<u8> refused; // the completion code of a refused Get SEL Info
+using FollowClock = std::chrono::steady_clock;
+
+// What the follower says of the BMC.
+enum class BmcNoteKind {
+    Lost,       // number: seconds until the first try to reach it again
+    StillLost,  // number: seconds until the next try
+    Back,       // number: seconds it was lost
+    Full,       // told once while the overflow flag stays set
+    Cleared,    // followed from its first record
+    Rewritten,  // followed from its first record, records seen before not repeated
+    Deleted,    // number: records deleted
+    Unreadable, // number: the record ID asked for; skipped
+};
+
+struct BmcNote {
+    BmcNoteKind kind;
+    unsigned number = 0;
+    std::string text; // as told to a user
+};
+
+// A short name of each kind, for a machine-readable timeline.
+const char *bmcNoteName(BmcNoteKind kind);
+
+struct FollowStep {
+    std::vector<SelEntry> records; // new, in SEL order
+    std::vector<BmcNote> notes;    // in the order they happened
+    bool poll = false;             // a poll (else an attempt to reach the BMC again)
+    bool answered = false;         // the BMC answered every command of the step
+    std::optional<u8> selInfoRefused;
+    unsigned long commands = 0; // sent in this step
+    // When to step again: at `next`, or, after an attempt that failed, `pause` after this step
+    // ended, so that its own time-outs do not eat the back-off.
+    FollowClock::time_point next;
+    std::optional<FollowClock::duration> pause;
 };
 
 class SelFollower
 {
   public:
-    // From the first record of the SEL, or from the records added after the first poll.
-    SelFollower(IpmiClient &client, bool fromStart) : client_(client), fromStart_(fromStart) {}
-    SelNews poll();
+    // From the first record of the SEL, or from the records added after the first poll. The
+    // client's session is open.
+    SelFollower(IpmiClient &client, bool fromStart, FollowClock::duration interval)
+        : client_(client), fromStart_(fromStart), interval_(interval)
+    {
+    }
+    FollowStep step(FollowClock::time_point now);
 
   private:
-    std::optional<SelInfo> info(SelNews &news);
-    // A record by its ID: its bytes and the ID of the next (FFFFh: none). nullopt when it is not
-    // there (completion code CBh) or could not be read (counted, noted).
-    std::optional<SelRecord> entry(u16 id, SelNews &news);
-    void readFrom(u16 id, SelNews &news);
-    bool lastStillThere(SelNews &news);
+    void poll(FollowStep &step);
+    void reconnect(FollowClock::time_point now, FollowStep &step);
+    std::optional<SelRecord> entry(u16 id, FollowStep &step);
+    void readFrom(u16 id, FollowStep &step);
+    bool lastStillThere(FollowStep &step);
+    void take(const SelRecord &record, FollowStep &step);
 
     IpmiClient &client_;
     bool fromStart_;
+    FollowClock::duration interval_;
     std::optional<SelInfo> known_;
     std::optional<u16> lastId_; // the last record read, and its bytes
     SelEntry lastBytes_{};
     std::set<SelEntry> seen_;
     u16 reservation_ = 0;
     bool overflowSaid_ = false;
+    bool lost_ = false; // the BMC stopped answering: steps try to reach it again
+    std::optional<FollowClock::time_point> lostAt_;
+    std::chrono::seconds retry_{1};
 };
 
 } // namespace diagpanel
