@@ -37,6 +37,13 @@ Reply<SelRecord> refused(u8 completion)
     return r;
 }
 
+Reply<SelRecord> garbled(std::size_t length)
+{
+    Reply<SelRecord> r;
+    r.wrongLength = length;
+    return r;
+}
+
 class ScriptedBmc : public IpmiClient
 {
   public:
@@ -80,15 +87,15 @@ class ScriptedBmc : public IpmiClient
         if (id == kLastSelRecord && !sel.empty()) {
             at = sel.end() - 1;
         } else if (id != kFirstSelRecord) {
-            at = std::find_if(sel.begin(), sel.end(),
-                              [id](const SelEntry &e) { return selRecordId(e) == id; });
+            at =
+                std::find_if(sel.begin(), sel.end(), [id](const auto &r) { return r.first == id; });
         }
         if (at == sel.end()) {
             return refused(0xCB);
         }
-        const u16 next = at + 1 == sel.end() ? kLastSelRecord : selRecordId(*(at + 1));
-        const auto redirect = nextOf.find(selRecordId(*at));
-        return ok(SelRecord{*at, redirect != nextOf.end() ? redirect->second : next});
+        const u16 next = at + 1 == sel.end() ? kLastSelRecord : (at + 1)->first;
+        const auto redirect = nextOf.find(at->first);
+        return ok(SelRecord{at->second, redirect != nextOf.end() ? redirect->second : next});
     }
     std::optional<std::string> sdrRepository() override { return std::nullopt; }
     unsigned long commands() const override { return commands_; }
@@ -96,12 +103,13 @@ class ScriptedBmc : public IpmiClient
     void add(unsigned count)
     {
         while (count-- > 0) {
-            sel.push_back(record(nextId++, tag++));
+            sel.emplace_back(nextId, record(nextId, tag++));
+            ++nextId;
             ++added;
         }
     }
 
-    std::vector<SelEntry> sel;
+    std::vector<std::pair<u16, SelEntry>> sel; // by ID, the record's own bytes
     u16 nextId = 1;
     char tag = 'a';
     u32 added = 0x100, erased = 0x100;
@@ -116,7 +124,10 @@ class ScriptedBmc : public IpmiClient
   private:
     bool answer()
     {
-        ++commands_;
+        // A poll that would never end goes silent instead, and its row fails.
+        if (++commands_ > 1000) {
+            return false;
+        }
         if (answersLeft && *answersLeft == 0) {
             down = true;
             answersLeft.reset();
@@ -130,9 +141,18 @@ class ScriptedBmc : public IpmiClient
 
 // Script words: +N (N records logged), clear, del (the first record deleted), rewrite (the last
 // record replaced, two more logged), full / room (the overflow flag), down / up, cancel (a
-// reservation of another client), silent:N (no answer after N more commands), and "." (a step).
+// reservation of another client), silent:N (no answer after N more commands), relabel (the last
+// record's bytes carry another ID), loop:self / loop:back / loop:zero (the last record's next ID
+// is its own, the first's, 0000h), short / long / empty / busy / ff (the next Get SEL Entry's
+// answer), and "." (a step).
 // Each step's notes and records go into the trace as "kind:number" and letters, steps apart by
 // " |"; its command count into `commands`.
+const std::map<std::string, Reply<SelRecord>> kBadAnswers = {{"short", garbled(10)},
+                                                             {"long", garbled(20)},
+                                                             {"empty", garbled(0)},
+                                                             {"busy", refused(0xC0)},
+                                                             {"ff", refused(0xFF)}};
+
 struct Outcome {
     std::string trace, commands;
 };
@@ -156,7 +176,7 @@ Outcome run(const char *script, bool fromStart = true)
             bmc.sel.erase(bmc.sel.begin());
             ++bmc.erased;
         } else if (w == "rewrite") {
-            bmc.sel.back() = record(selRecordId(bmc.sel.back()), bmc.tag++);
+            bmc.sel.back().second = record(bmc.sel.back().first, bmc.tag++);
             bmc.add(2);
             ++bmc.erased;
         } else if (w == "full" || w == "room") {
@@ -165,6 +185,13 @@ Outcome run(const char *script, bool fromStart = true)
             bmc.down = w == "down";
         } else if (w == "cancel") {
             bmc.reservation = ++bmc.reservations;
+        } else if (w == "relabel") {
+            bmc.sel.back().second[0] += 100;
+        } else if (w.starts_with("loop:")) {
+            const u16 last = bmc.sel.back().first;
+            bmc.nextOf[last] = w == "loop:self" ? last : w == "loop:back" ? 1 : 0;
+        } else if (const auto bad = kBadAnswers.find(w); bad != kBadAnswers.end()) {
+            bmc.forced.push_back(bad->second);
         } else if (w.starts_with("silent:")) {
             bmc.answersLeft = static_cast<unsigned>(std::stoul(w.substr(7)));
         } else if (w == ".") {
@@ -216,6 +243,17 @@ const Row kRows[] = {
      "still-lost:30 | still-lost:30 | back:91 | c"},
     {"a BMC lost in the middle of a run of records: the rest come once it is back",
      "+1 . +3 silent:2 . up . . .", " a | lost:1 b | back:1 | c d |"},
+    {"a next ID of its own: each record read once, told, the records after it still come",
+     "+3 loop:self +2 . .", " loop:3 a b c d e |"},
+    {"a next ID back to the first record", "+3 . +3 loop:back . +1 .", " a b c | loop:6 d e f | g"},
+    {"a next ID of 0000h amid the records", "+2 loop:zero +2 .", " loop:2 a b c d"},
+    {"a garbled answer is asked again; one that stays garbled is skipped, the rest still come",
+     "+1 . +2 short . +2 long long long . +2 empty empty empty . .",
+     " a | b c | unreadable:4 e | unreadable:6 g |"},
+    {"busy and FFh answers are asked again, so many times",
+     "+1 . +1 busy ff . +1 busy busy busy . +1 .", " a | b | unreadable:3 | d", "2 4 5 2"},
+    {"a record that names another ID than it was read by: nothing after it lost",
+     "+1 . +1 relabel . +1 .", " a | b | c"},
 };
 
 TEST(SelFollower, FollowsAScriptedBmc)

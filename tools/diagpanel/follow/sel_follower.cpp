@@ -12,12 +12,25 @@ namespace {
 
 constexpr u8 kNotPresent = 0xCB;
 constexpr u8 kReservationCancelled = 0xC5;
+constexpr u8 kBusy = 0xC0;
+constexpr u8 kUnspecified = 0xFF;
+// A command the BMC was too busy for, failed for no stated reason or answered in a garbled form is
+// tried so many times.
+constexpr unsigned kTries = 3;
+// Records skipped one after another as unreadable before a walk gives up until the next poll.
+constexpr unsigned kSkipsInARow = 3;
 constexpr std::chrono::seconds kFirstRetry{1};
 constexpr std::chrono::seconds kLongestRetry{30};
 
-constexpr const char *kNoteNames[] = {"lost",    "still-lost", "back",    "full",
-                                      "cleared", "rewritten",  "deleted", "unreadable"};
-static_assert(std::size(kNoteNames) == static_cast<std::size_t>(BmcNoteKind::Unreadable) + 1);
+constexpr const char *kNoteNames[] = {"lost",      "still-lost", "back",       "full", "cleared",
+                                      "rewritten", "deleted",    "unreadable", "loop"};
+static_assert(std::size(kNoteNames) == static_cast<std::size_t>(BmcNoteKind::Loop) + 1);
+
+// Busy, or failed for no stated reason: worth trying again.
+template <typename T> bool busy(const Reply<T> &r)
+{
+    return r.completion == kBusy || r.completion == kUnspecified;
+}
 
 // A SEL timestamp in words: a date, or, below 20000000h, the time since the BMC started.
 std::string when(u32 stamp)
@@ -89,67 +102,121 @@ void SelFollower::reconnect(FollowClock::time_point now, FollowStep &step)
     step.next = now; // poll at once: records may have come in the meantime
 }
 
-std::optional<SelRecord> SelFollower::entry(u16 id, FollowStep &step)
+SelFollower::Read SelFollower::entry(u16 id, FollowStep &step)
 {
-    for (int attempt = 0; attempt < 2; ++attempt) {
-        const Reply<SelRecord> r = client_.getSelEntry(reservation_, id);
-        step.answered = step.answered && r.answered();
+    Reply<SelRecord> r;
+    for (unsigned tries = 0; tries < kTries; ++tries) {
+        r = client_.getSelEntry(reservation_, id);
         if (r.completion == kReservationCancelled) {
             // Another client's clear or addition cancelled it: reserve again, read again.
-            const Reply<u16> reserved = client_.reserveSel();
-            if (reserved.value) {
+            if (const Reply<u16> reserved = client_.reserveSel(); reserved.value) {
                 reservation_ = *reserved.value;
                 continue;
             }
         }
-        if (r.completion == kNotPresent || !r.answered()) {
-            return std::nullopt;
+        if (!busy(r) && !r.wrongLength) {
+            break;
         }
-        if (!r.value) {
-            say(step, BmcNoteKind::Unreadable, id,
-                "record " + std::to_string(id) + " could not be read (" +
-                    (r.completion ? completionText(*r.completion)
-                                  : std::to_string(*r.wrongLength) + " bytes") +
-                    "), skipped");
-            return std::nullopt;
-        }
-        return r.value;
     }
-    return std::nullopt;
+    step.answered = step.answered && r.answered();
+    if (!r.answered()) {
+        return {Read::Silent};
+    }
+    if (r.completion == kNotPresent) {
+        return {Read::Absent};
+    }
+    if (!r.value) {
+        say(step, BmcNoteKind::Unreadable, id,
+            "record " + std::to_string(id) + " could not be read (" +
+                (r.completion ? completionText(*r.completion)
+                              : std::to_string(*r.wrongLength) + " bytes") +
+                "), skipped");
+        return {Read::Unreadable};
+    }
+    return {Read::Record, *r.value};
 }
 
-void SelFollower::take(const SelRecord &record, FollowStep &step)
+void SelFollower::take(u16 id, const SelEntry &entry, FollowStep &step)
 {
-    if (seen_.insert(record.entry).second) {
-        step.records.push_back(record.entry);
+    if (seen_.insert(entry).second) {
+        step.records.push_back(entry);
     }
-    lastId_ = selRecordId(record.entry);
-    lastBytes_ = record.entry;
+    lastId_ = id;
+    lastBytes_ = entry;
+    skippedTo_.reset();
 }
 
-// Walks the records from `id` on by their next IDs; the ones not seen before are news.
-void SelFollower::readFrom(u16 id, FollowStep &step)
+// Walks the records from `id` on by their next IDs; the ones not seen before are news. A record
+// that cannot be read is skipped for the one numbered after it, and so is a next ID that leads
+// back to a record read before: each record is read at most once a walk. A guessed ID (`id`, or
+// one numbered after another) that leads to no record or to one seen before ends the walk; when
+// it was `id`, the walk read nothing (false).
+bool SelFollower::walk(u16 id, FollowStep &step, bool guessed)
 {
-    while (id != kLastSelRecord) {
-        const auto read = entry(id, step);
-        if (!read) {
-            return;
+    std::set<u16> visited;
+    u16 from = 0;      // the record whose next ID `id` is, unless guessed
+    bool news = false; // a new record read: one seen before after it can only be a loop
+    unsigned skipped = 0;
+    for (bool first = true; id != kLastSelRecord; first = false) {
+        const Read read = entry(id, step);
+        const bool seen = read.what == Read::Record && seen_.contains(read.record.entry);
+        if (read.what == Read::Silent || read.what == Read::Absent || (guessed && seen)) {
+            return !(first && guessed);
         }
-        take(*read, step);
-        id = read->next;
+        // Asked for the first record, its own ID says where it is; else the ID it was read by
+        // does, whatever the record says of itself.
+        const u16 at = id == kFirstSelRecord ? selRecordId(read.record.entry) : id;
+        visited.insert({id, at});
+        u16 next = static_cast<u16>(at + 1);
+        guessed = true;
+        if (read.what == Read::Unreadable) {
+            if (++skipped > kSkipsInARow) {
+                return true;
+            }
+            skippedTo_ = at;
+        } else if (seen && news) {
+            loop(from, id, step);
+            next = static_cast<u16>(from + 1);
+        } else {
+            take(at, read.record.entry, step);
+            news = news || !seen;
+            skipped = 0;
+            if (read.record.next == kFirstSelRecord || visited.contains(read.record.next)) {
+                loop(at, read.record.next, step);
+            } else {
+                next = read.record.next;
+                from = at;
+                guessed = false;
+            }
+        }
+        if (visited.contains(next)) {
+            return true;
+        }
+        id = next;
     }
+    return true;
+}
+
+void SelFollower::loop(u16 from, u16 to, FollowStep &step)
+{
+    say(step, BmcNoteKind::Loop, from,
+        "record " + std::to_string(from) + " names record " + std::to_string(to) +
+            " as its next, one read before; going on from the record numbered after it");
 }
 
 bool SelFollower::lastStillThere(FollowStep &step)
 {
-    const auto read = entry(*lastId_, step);
-    return read && read->entry == lastBytes_;
+    const Read read = entry(*lastId_, step);
+    return read.what == Read::Record && read.record.entry == lastBytes_;
 }
 
 void SelFollower::poll(FollowStep &step)
 {
     step.poll = true;
-    const Reply<SelInfo> info = client_.getSelInfo();
+    Reply<SelInfo> info = client_.getSelInfo();
+    for (unsigned tries = 1; tries < kTries && busy(info); ++tries) {
+        info = client_.getSelInfo();
+    }
     step.answered = info.answered();
     step.selInfoRefused = info.completion;
     if (!info.value) {
@@ -163,11 +230,11 @@ void SelFollower::poll(FollowStep &step)
     overflowSaid_ = now.overflow;
     if (!known_) {
         if (fromStart_) {
-            readFrom(kFirstSelRecord, step);
-        } else if (const auto last = entry(kLastSelRecord, step)) {
-            seen_.insert(last->entry);
-            lastId_ = selRecordId(last->entry);
-            lastBytes_ = last->entry;
+            walk(kFirstSelRecord, step);
+        } else if (const Read last = entry(kLastSelRecord, step); last.what == Read::Record) {
+            seen_.insert(last.record.entry);
+            lastId_ = selRecordId(last.record.entry);
+            lastBytes_ = last.record.entry;
         }
     } else if (now != *known_) {
         // An erase time that changes alone is no clear: the records known must be gone too.
@@ -187,20 +254,21 @@ void SelFollower::poll(FollowStep &step)
                     "before not repeated");
             }
             lastId_.reset();
+            skippedTo_.reset();
         } else if (fewer) {
             const unsigned deleted = known_->entries - now.entries;
             say(step, BmcNoteKind::Deleted, deleted,
                 std::to_string(deleted) + " record(s) deleted from the SEL");
         }
-        if (!lastId_) {
-            readFrom(kFirstSelRecord, step);
-        } else if (const auto next = entry(static_cast<u16>(*lastId_ + 1), step);
-                   next && !seen_.contains(next->entry)) {
-            // Most BMCs number records one after another: one command a new record.
-            take(*next, step);
-            readFrom(next->next, step);
-        } else if (const auto last = entry(*lastId_, step)) {
-            readFrom(last->next, step);
+        if (!lastId_ && !skippedTo_) {
+            walk(kFirstSelRecord, step);
+        } else if (!walk(static_cast<u16>(skippedTo_.value_or(*lastId_) + 1), step, true) &&
+                   step.answered && !skippedTo_) {
+            // Most BMCs number records one after another, so the guess costs one command a new
+            // record; where it misses, the last record's own next ID says where to go on.
+            if (const Read last = entry(*lastId_, step); last.what == Read::Record) {
+                walk(last.record.next, step);
+            }
         }
     }
     if (step.answered) {

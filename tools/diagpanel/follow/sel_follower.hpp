@@ -28,6 +28,7 @@ enum class BmcNoteKind {
     Rewritten,  // followed from its first record, records seen before not repeated
     Deleted,    // number: records deleted
     Unreadable, // number: the record ID asked for; skipped
+    Loop,       // number: the record whose next ID led back to one read already
 };
 
 struct BmcNote {
@@ -66,10 +67,15 @@ class SelFollower
   private:
     void poll(FollowStep &step);
     void reconnect(FollowClock::time_point now, FollowStep &step);
-    std::optional<SelRecord> entry(u16 id, FollowStep &step);
-    void readFrom(u16 id, FollowStep &step);
+    struct Read {
+        enum { Record, Unreadable, Absent, Silent } what;
+        SelRecord record{};
+    };
+    Read entry(u16 id, FollowStep &step);
+    bool walk(u16 id, FollowStep &step, bool guessed = false);
+    void loop(u16 from, u16 to, FollowStep &step);
     bool lastStillThere(FollowStep &step);
-    void take(const SelRecord &record, FollowStep &step);
+    void take(u16 id, const SelEntry &entry, FollowStep &step);
 
     IpmiClient &client_;
     bool fromStart_;
@@ -77,6 +83,7 @@ class SelFollower
     std::optional<SelInfo> known_;
     std::optional<u16> lastId_; // the last record read, and its bytes
     SelEntry lastBytes_{};
+    std::optional<u16> skippedTo_; // unreadable records passed after it: go on after them
     std::set<SelEntry> seen_;
     u16 reservation_ = 0;
     bool overflowSaid_ = false;
