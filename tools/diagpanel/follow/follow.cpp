@@ -182,7 +182,11 @@ int follow(const FollowArgs &args, u32 board)
     const auto interval = std::chrono::duration_cast<Clock::duration>(
         std::chrono::duration<double>(std::max(args.interval, 0.05)));
     SelFollower follower(session, !args.newOnly, interval);
-    const auto began = Clock::now();
+    std::optional<Clock::time_point> end;
+    if (args.duration) {
+        end = Clock::now() + std::chrono::duration_cast<Clock::duration>(
+                                 std::chrono::duration<double>(*args.duration));
+    }
     std::optional<Clock::time_point> live; // after the first poll: records are timed by arrival
     unsigned long records = 0, unreadable = 0, polls = 0, idlePolls = 0, commands = 0;
     while (g_stop == 0) {
@@ -220,14 +224,14 @@ int follow(const FollowArgs &args, u32 board)
             now.timing = Timing::Offset;
             now.offset = secondsSince(*live);
             replay.play(now); // the display up to now, its changes written out
-            fflush(stdout);
-            if ((args.records && records >= *args.records) ||
-                (args.duration &&
-                 Clock::now() - began >= std::chrono::duration<double>(*args.duration))) {
-                break;
-            }
         }
-        sleepUntil(step.pause ? Clock::now() + *step.pause : step.next);
+        fflush(stdout);
+        // Also while the BMC does not answer: --duration is a promise to whoever runs follow.
+        if ((args.records && records >= *args.records) || (end && Clock::now() >= *end)) {
+            break;
+        }
+        const Clock::time_point wake = step.pause ? Clock::now() + *step.pause : step.next;
+        sleepUntil(end ? std::min(wake, *end) : wake);
     }
     replay.finish(unreadable, false); // a live run ends at the clock, not ahead of it
     fflush(stdout);
