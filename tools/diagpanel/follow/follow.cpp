@@ -112,6 +112,43 @@ SensorNames sensorNames(const FollowArgs &args, IpmiClient &client, std::string 
     return parseSdr(from, *repository, false);
 }
 
+void catchSignals()
+{
+    signal(SIGPIPE, SIG_IGN); // a dead ipmitool is noticed by its answers, not by a signal
+    struct sigaction stop {
+    };
+    stop.sa_handler = onSignal;
+    sigaction(SIGINT, &stop, nullptr);
+    sigaction(SIGTERM, &stop, nullptr);
+}
+
+std::string heading(u32 board, const std::string &bmc, const std::string &namesFrom,
+                    std::size_t names)
+{
+    char boardText[16];
+    snprintf(boardText, sizeof boardText, "0x%08x", board);
+    std::string text = "diagpanel follow: board " + std::string(boardText) + ", BMC " + bmc;
+    if (!namesFrom.empty()) {
+        text += ", sensor names from " + namesFrom + " (" + std::to_string(names) + ")";
+    }
+    return text;
+}
+
+// The timeline on standard output (text, or JSON), and into an SVG file when asked for.
+void beginSinks(const FollowArgs &args, const std::string &heading,
+                const std::optional<int64_t> *localOrigin,
+                std::vector<std::unique_ptr<Sink>> &sinks, std::vector<Sink *> &targets)
+{
+    sinks.push_back(args.json ? jsonSink(stdout) : textSink(stdout, localOrigin));
+    if (!args.svg.empty()) {
+        sinks.push_back(svgSink(args.svg));
+    }
+    for (const auto &s : sinks) {
+        targets.push_back(s.get());
+        s->begin(heading);
+    }
+}
+
 Item selItem(const SelEntry &record, Timing timing, uint64_t offset)
 {
     Item item;
@@ -132,12 +169,7 @@ int follow(const FollowArgs &args, u32 board)
     if (!secret) {
         return kUsage;
     }
-    signal(SIGPIPE, SIG_IGN); // a dead ipmitool is noticed by its answers, not by a signal
-    struct sigaction stop {
-    };
-    stop.sa_handler = onSignal;
-    sigaction(SIGINT, &stop, nullptr);
-    sigaction(SIGTERM, &stop, nullptr);
+    catchSignals();
 
     const std::string bmc = args.host + " port " + std::to_string(args.port);
     IpmitoolSession session(
@@ -156,22 +188,9 @@ int follow(const FollowArgs &args, u32 board)
     options.listInputs = true; // and every record has its line, also one that changes nothing
     std::optional<int64_t> localOrigin;
     std::vector<std::unique_ptr<Sink>> sinks;
-    sinks.push_back(args.json ? jsonSink(stdout) : textSink(stdout, &localOrigin));
-    if (!args.svg.empty()) {
-        sinks.push_back(svgSink(args.svg));
-    }
     std::vector<Sink *> targets;
-    char boardText[16];
-    snprintf(boardText, sizeof boardText, "0x%08x", board);
-    std::string heading = "diagpanel follow: board " + std::string(boardText) + ", BMC " + bmc;
-    if (!namesFrom.empty()) {
-        heading +=
-            ", sensor names from " + namesFrom + " (" + std::to_string(options.names.size()) + ")";
-    }
-    for (const auto &s : sinks) {
-        targets.push_back(s.get());
-        s->begin(heading);
-    }
+    beginSinks(args, heading(board, bmc, namesFrom, options.names.size()), &localOrigin, sinks,
+               targets);
     Replay replay(options, targets);
     std::string why;
     if (!replay.start(why)) {
