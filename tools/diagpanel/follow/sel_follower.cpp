@@ -109,7 +109,12 @@ SelFollower::Read SelFollower::entry(u16 id, FollowStep &step)
         r = client_.getSelEntry(reservation_, id);
         if (r.completion == kReservationCancelled) {
             // Another client's clear or addition cancelled it: reserve again, read again.
-            if (const Reply<u16> reserved = client_.reserveSel(); reserved.value) {
+            const Reply<u16> reserved = client_.reserveSel();
+            if (!reserved.answered()) {
+                step.answered = false;
+                return {Read::Silent};
+            }
+            if (reserved.value) {
                 reservation_ = *reserved.value;
                 continue;
             }
