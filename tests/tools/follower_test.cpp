@@ -141,12 +141,12 @@ class ScriptedBmc : public IpmiClient
 
 // Script words: +N (N records logged), clear, del (the first record deleted), rewrite (the last
 // record replaced, two more logged), full / room (the overflow flag), down / up, cancel (a
-// reservation of another client), silent:N (no answer after N more commands), relabel (the last
-// record's bytes carry another ID), loop:self / loop:back / loop:zero (the last record's next ID
-// is its own, the first's, 0000h), short / long / empty / busy / ff (the next Get SEL Entry's
-// answer), and "." (a step).
-// Each step's notes and records go into the trace as "kind:number" and letters, steps apart by
-// " |"; its command count into `commands`.
+// reservation of another client), silent:N (no answer after N more commands), gap (the next
+// record numbered 10 further on), relabel (the last record's bytes carry another ID), loop:self /
+// loop:back / loop:zero (the last record's next ID is its own, the first's, 0000h), short / long
+// / empty / busy / ff (the next Get SEL Entry's answer), and "." (a step). Each step's notes and
+// records go into the trace as "kind:number" and letters, steps apart by " |"; its command count
+// into `commands`.
 const std::map<std::string, Reply<SelRecord>> kBadAnswers = {{"short", garbled(10)},
                                                              {"long", garbled(20)},
                                                              {"empty", garbled(0)},
@@ -185,6 +185,8 @@ Outcome run(const char *script, bool fromStart = true)
             bmc.down = w == "down";
         } else if (w == "cancel") {
             bmc.reservation = ++bmc.reservations;
+        } else if (w == "gap") {
+            bmc.nextId += 10;
         } else if (w == "relabel") {
             bmc.sel.back().second[0] += 100;
         } else if (w.starts_with("loop:")) {
@@ -228,6 +230,8 @@ struct Row {
 const Row kRows[] = {
     {"an idle poll costs one command, a new record one more", "+3 . . +1 . +3 .",
      " a b c | | d | e f g", "4 1 2 4"},
+    {"records not numbered one after another: the last one's next ID says where", "+1 . gap +1 . .",
+     " a | b |", "2 4 1"},
     {"from the records added after the first poll", "+2 . +1 . .", " | c |", nullptr, false},
     {"a full SEL is told once, again once it filled again", "+1 full . +1 . . room . full .",
      " full a | b | | | full"},
