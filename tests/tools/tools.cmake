@@ -53,6 +53,9 @@ diagpanel_golden(tables 0 ARGS tables)
 
 diagpanel_test(diagpanel_test tools/diagpanel_test.cpp)
 target_link_libraries(diagpanel_test PRIVATE diagpanel_replay)
+# follow's SEL follower, step by step against a scripted BMC.
+diagpanel_test(follower_test tools/follower_test.cpp)
+target_link_libraries(follower_test PRIVATE diagpanel_follow)
 
 # follow against a simulated BMC of the test's own (ipmi_sim on 127.0.0.1), on the host build.
 if(NOT CMAKE_CROSSCOMPILING AND NOT DIAGPANEL_SANITIZE)

@@ -43,7 +43,7 @@ target_link_libraries(diagpanel_replay PUBLIC diagpanel_readers
 target_compile_options(diagpanel_replay PRIVATE ${DIAGPANEL_WARNINGS})
 
 # follow: a live BMC's SEL over IPMI LAN, through an ipmitool session held open in shell mode.
-add_library(diagpanel_follow STATIC ${dir}/diagpanel/follow/ipmi_session.cpp
+add_library(diagpanel_follow STATIC ${dir}/diagpanel/follow/ipmitool_session.cpp
   ${dir}/diagpanel/follow/sel_follower.cpp ${dir}/diagpanel/follow/follow.cpp)
 target_link_libraries(diagpanel_follow PUBLIC diagpanel_replay)
 target_compile_options(diagpanel_follow PRIVATE ${DIAGPANEL_WARNINGS})

@@ -11,6 +11,7 @@
 #include <memory>
 #include <unistd.h>
 
+#include "tools/diagpanel/follow/ipmitool_session.hpp"
 #include "tools/diagpanel/follow/sel_follower.hpp"
 #include "tools/diagpanel/replay.hpp"
 #include "tools/diagpanel/readers/sdr.hpp"
@@ -25,7 +26,6 @@ constexpr int kUnreadable = 1;
 constexpr int kUsage = 2;
 constexpr int kNoBmc = 3;
 constexpr auto kSessionTimeout = std::chrono::seconds(10);
-constexpr auto kLongestRetry = std::chrono::seconds(30);
 constexpr u8 kNoPrivilege = 0xD4;
 
 volatile sig_atomic_t g_stop = 0;
@@ -97,27 +97,56 @@ std::optional<std::string> password(const FollowArgs &args)
 }
 
 // Sensor names from a file, or from the BMC's own SDR repository.
-SensorNames sensorNames(const FollowArgs &args, const IpmiSession &session, std::string &from)
+SensorNames sensorNames(const FollowArgs &args, IpmiClient &client, std::string &from)
 {
     if (!args.sdr.empty()) {
         from = args.sdr;
         return readSdr(args.sdr, false);
     }
-    char path[] = "/tmp/diagpanel-sdr-XXXXXX";
-    const int fd = mkstemp(path);
-    if (fd < 0) {
+    const std::optional<std::string> repository = client.sdrRepository();
+    if (!repository) {
+        say("the BMC's SDR repository could not be read: records name no sensors");
         return {};
     }
-    close(fd);
-    SensorNames names;
-    if (session.dumpSdr(path)) {
-        names = readSdr(path, false);
-        from = "the BMC's SDR repository";
-    } else {
-        say("the BMC's SDR repository could not be read: records name no sensors");
+    from = "the BMC's SDR repository";
+    return parseSdr(from, *repository, false);
+}
+
+void catchSignals()
+{
+    signal(SIGPIPE, SIG_IGN); // a dead ipmitool is noticed by its answers, not by a signal
+    struct sigaction stop {
+    };
+    stop.sa_handler = onSignal;
+    sigaction(SIGINT, &stop, nullptr);
+    sigaction(SIGTERM, &stop, nullptr);
+}
+
+std::string heading(u32 board, const std::string &bmc, const std::string &namesFrom,
+                    std::size_t names)
+{
+    char boardText[16];
+    snprintf(boardText, sizeof boardText, "0x%08x", board);
+    std::string text = "diagpanel follow: board " + std::string(boardText) + ", BMC " + bmc;
+    if (!namesFrom.empty()) {
+        text += ", sensor names from " + namesFrom + " (" + std::to_string(names) + ")";
     }
-    unlink(path);
-    return names;
+    return text;
+}
+
+// The timeline on standard output (text, or JSON), and into an SVG file when asked for.
+void beginSinks(const FollowArgs &args, const std::string &heading,
+                const std::optional<int64_t> *localOrigin,
+                std::vector<std::unique_ptr<Sink>> &sinks, std::vector<Sink *> &targets)
+{
+    sinks.push_back(args.json ? jsonSink(stdout) : textSink(stdout, localOrigin));
+    if (!args.svg.empty()) {
+        sinks.push_back(svgSink(args.svg));
+    }
+    for (const auto &s : sinks) {
+        targets.push_back(s.get());
+        s->begin(heading);
+    }
 }
 
 Item selItem(const SelEntry &record, Timing timing, uint64_t offset)
@@ -140,18 +169,13 @@ int follow(const FollowArgs &args, u32 board)
     if (!secret) {
         return kUsage;
     }
-    signal(SIGPIPE, SIG_IGN); // a dead ipmitool is noticed by its answers, not by a signal
-    struct sigaction stop {
-    };
-    stop.sa_handler = onSignal;
-    sigaction(SIGINT, &stop, nullptr);
-    sigaction(SIGTERM, &stop, nullptr);
+    catchSignals();
 
     const std::string bmc = args.host + " port " + std::to_string(args.port);
-    IpmiSession session({args.host, args.port, args.user, *secret, args.cipherSuite, args.lan15},
-                        kSessionTimeout);
-    if (const std::string why = session.open(); !why.empty()) {
-        fprintf(stderr, "diagpanel: cannot follow %s: %s\n", bmc.c_str(), why.c_str());
+    IpmitoolSession session(
+        {args.host, args.port, args.user, *secret, args.cipherSuite, args.lan15}, kSessionTimeout);
+    if (const std::optional<OpenFailure> failure = session.open()) {
+        fprintf(stderr, "diagpanel: cannot follow %s: %s\n", bmc.c_str(), failure->text.c_str());
         return kNoBmc;
     }
     std::string namesFrom;
@@ -164,22 +188,9 @@ int follow(const FollowArgs &args, u32 board)
     options.listInputs = true; // and every record has its line, also one that changes nothing
     std::optional<int64_t> localOrigin;
     std::vector<std::unique_ptr<Sink>> sinks;
-    sinks.push_back(args.json ? jsonSink(stdout) : textSink(stdout, &localOrigin));
-    if (!args.svg.empty()) {
-        sinks.push_back(svgSink(args.svg));
-    }
     std::vector<Sink *> targets;
-    char boardText[16];
-    snprintf(boardText, sizeof boardText, "0x%08x", board);
-    std::string heading = "diagpanel follow: board " + std::string(boardText) + ", BMC " + bmc;
-    if (!namesFrom.empty()) {
-        heading +=
-            ", sensor names from " + namesFrom + " (" + std::to_string(options.names.size()) + ")";
-    }
-    for (const auto &s : sinks) {
-        targets.push_back(s.get());
-        s->begin(heading);
-    }
+    beginSinks(args, heading(board, bmc, namesFrom, options.names.size()), &localOrigin, sinks,
+               targets);
     Replay replay(options, targets);
     std::string why;
     if (!replay.start(why)) {
@@ -187,64 +198,46 @@ int follow(const FollowArgs &args, u32 board)
         return kUnreadable;
     }
 
-    SelFollower follower(session, !args.newOnly);
     const auto interval = std::chrono::duration_cast<Clock::duration>(
         std::chrono::duration<double>(std::max(args.interval, 0.05)));
-    const auto began = Clock::now();
+    SelFollower follower(session, !args.newOnly, interval);
+    std::optional<Clock::time_point> end;
+    if (args.duration) {
+        end = Clock::now() + std::chrono::duration_cast<Clock::duration>(
+                                 std::chrono::duration<double>(*args.duration));
+    }
     std::optional<Clock::time_point> live; // after the first poll: records are timed by arrival
     unsigned long records = 0, unreadable = 0, polls = 0, idlePolls = 0, commands = 0;
-    auto retry = std::chrono::seconds(1);
-    bool first = true;
     while (g_stop == 0) {
-        const auto pollAt = Clock::now();
-        const unsigned long before = session.commands();
-        SelNews news = follower.poll();
-        commands += session.commands() - before;
-        ++polls;
-        if (first && news.refused) {
+        const auto stepAt = Clock::now();
+        const FollowStep step = follower.step(stepAt);
+        if (step.poll && polls++ == 0 && step.selInfoRefused) {
             fprintf(stderr, "diagpanel: cannot follow %s: %s\n", bmc.c_str(),
-                    *news.refused == kNoPrivilege
+                    *step.selInfoRefused == kNoPrivilege
                         ? ("user '" + args.user + "' has no privilege for the SEL").c_str()
                         : "the BMC refused Get SEL Info");
             return kNoBmc;
         }
-        for (const std::string &n : news.notes) {
-            say(n);
+        for (const BmcNote &note : step.notes) {
+            say(note.text);
+            unreadable += note.kind == BmcNoteKind::Unreadable ? 1 : 0;
         }
         // A poll can take seconds (retries, a long run of new records): records are timed by the
         // end of the poll that read them.
         const uint64_t elapsed = live ? secondsSince(*live) : 0;
-        for (const SelEntry &record : news.records) {
+        for (const SelEntry &record : step.records) {
             replay.play(selItem(record, live ? Timing::Offset : Timing::SelTimestamp, elapsed));
             ++records;
         }
-        unreadable += news.unreadable;
-        idlePolls += news.records.empty() && news.notes.empty() ? 1 : 0;
-        if (!live && news.answered) {
-            live = pollAt;
-            localOrigin = time(nullptr) - static_cast<int64_t>(replay.beginFile());
+        if (step.poll) {
+            commands += step.commands;
+            idlePolls += step.answered && step.records.empty() && step.notes.empty() ? 1 : 0;
         }
-        first = false;
-        if (!news.answered) {
-            say("the BMC stopped answering; trying again in " + std::to_string(retry.count()) +
-                " s");
-            const auto lost = Clock::now();
-            while (g_stop == 0) {
-                sleepUntil(Clock::now() + retry);
-                if (g_stop != 0 || session.open().empty()) {
-                    break;
-                }
-                retry = std::min(retry * 2, kLongestRetry);
-                say("no answer yet; trying again in " + std::to_string(retry.count()) + " s");
+        if (step.poll && step.answered) {
+            if (!live) {
+                live = stepAt;
+                localOrigin = time(nullptr) - static_cast<int64_t>(replay.beginFile());
             }
-            if (session.isOpen()) {
-                say("the BMC answers again, after " + std::to_string(secondsSince(lost)) +
-                    " s; following on from the last record read");
-                retry = std::chrono::seconds(1);
-            }
-            continue;
-        }
-        if (live) {
             Item now;
             now.kind = Item::Kind::Wait;
             now.timing = Timing::Offset;
@@ -252,12 +245,12 @@ int follow(const FollowArgs &args, u32 board)
             replay.play(now); // the display up to now, its changes written out
         }
         fflush(stdout);
-        if ((args.records && records >= *args.records) ||
-            (args.duration &&
-             Clock::now() - began >= std::chrono::duration<double>(*args.duration))) {
+        // Also while the BMC does not answer: --duration is a promise to whoever runs follow.
+        if ((args.records && records >= *args.records) || (end && Clock::now() >= *end)) {
             break;
         }
-        sleepUntil(pollAt + interval);
+        const Clock::time_point wake = step.pause ? Clock::now() + *step.pause : step.next;
+        sleepUntil(end ? std::min(wake, *end) : wake);
     }
     replay.finish(unreadable, false); // a live run ends at the clock, not ahead of it
     fflush(stdout);

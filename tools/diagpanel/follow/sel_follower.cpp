@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/diagpanel/follow/sel_follower.hpp"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "tools/diagpanel/timeline.hpp"
@@ -9,20 +10,26 @@ namespace diagpanel {
 
 namespace {
 
-// IPMI 2.0 Storage commands and completion codes.
-constexpr u8 kStorage = 0x0A;
-constexpr u8 kGetSelInfo = 0x40;
-constexpr u8 kReserveSel = 0x42;
-constexpr u8 kGetSelEntry = 0x43;
 constexpr u8 kNotPresent = 0xCB;
 constexpr u8 kReservationCancelled = 0xC5;
-constexpr u16 kFirst = 0x0000;
-constexpr u16 kLast = 0xFFFF;  // as a record ID asked for: the last record; as a next ID: none
-constexpr u8 kOverflow = 0x80; // Get SEL Info's operation support byte
+constexpr u8 kBusy = 0xC0;
+constexpr u8 kUnspecified = 0xFF;
+// A command the BMC was too busy for, failed for no stated reason or answered in a garbled form is
+// tried so many times.
+constexpr unsigned kTries = 3;
+// Records skipped one after another as unreadable before a walk gives up until the next poll.
+constexpr unsigned kSkipsInARow = 3;
+constexpr std::chrono::seconds kFirstRetry{1};
+constexpr std::chrono::seconds kLongestRetry{30};
 
-u32 le32(const std::vector<u8> &d, std::size_t at)
+constexpr const char *kNoteNames[] = {"lost",      "still-lost", "back",       "full", "cleared",
+                                      "rewritten", "deleted",    "unreadable", "loop"};
+static_assert(std::size(kNoteNames) == static_cast<std::size_t>(BmcNoteKind::Loop) + 1);
+
+// Busy, or failed for no stated reason: worth trying again.
+template <typename T> bool busy(const Reply<T> &r)
 {
-    return d[at] | d[at + 1] << 8 | d[at + 2] << 16 | static_cast<u32>(d[at + 3]) << 24;
+    return r.completion == kBusy || r.completion == kUnspecified;
 }
 
 // A SEL timestamp in words: a date, or, below 20000000h, the time since the BMC started.
@@ -38,143 +45,240 @@ std::string completionText(u8 code)
     return text;
 }
 
-} // namespace
-
-std::optional<SelInfo> SelFollower::info(SelNews &news)
+void say(FollowStep &step, BmcNoteKind kind, unsigned number, std::string text)
 {
-    const Answer a = session_.command(kStorage, kGetSelInfo);
-    news.answered = a.answered();
-    if (a.completion) {
-        news.refused = a.completion;
-        return std::nullopt;
-    }
-    if (!a.data || a.data->size() < 14) {
-        news.answered = a.data.has_value();
-        return std::nullopt;
-    }
-    const std::vector<u8> &d = *a.data;
-    return SelInfo{static_cast<u16>(d[1] | d[2] << 8), le32(d, 5), le32(d, 9),
-                   (d[13] & kOverflow) != 0};
+    step.notes.push_back({kind, number, std::move(text)});
 }
 
-std::optional<std::pair<SelEntry, u16>> SelFollower::entry(u16 id, SelNews &news)
+} // namespace
+
+const char *bmcNoteName(BmcNoteKind kind)
 {
-    for (int attempt = 0; attempt < 2; ++attempt) {
-        const Answer a =
-            session_.command(kStorage, kGetSelEntry,
-                             {static_cast<u8>(reservation_), static_cast<u8>(reservation_ >> 8),
-                              static_cast<u8>(id), static_cast<u8>(id >> 8), 0x00, 0xFF});
-        news.answered = news.answered && a.answered();
-        if (a.completion == kReservationCancelled) {
+    return kNoteNames[static_cast<std::size_t>(kind)];
+}
+
+FollowStep SelFollower::step(FollowClock::time_point now)
+{
+    FollowStep step;
+    const unsigned long before = client_.commands();
+    if (lost_) {
+        reconnect(now, step);
+    } else {
+        poll(step);
+        if (step.answered) {
+            step.next = now + interval_;
+        } else {
+            lost_ = true;
+            retry_ = kFirstRetry;
+            step.pause = retry_;
+            say(step, BmcNoteKind::Lost, static_cast<unsigned>(retry_.count()),
+                "the BMC stopped answering; trying again in " + std::to_string(retry_.count()) +
+                    " s");
+        }
+    }
+    step.commands = client_.commands() - before;
+    return step;
+}
+
+void SelFollower::reconnect(FollowClock::time_point now, FollowStep &step)
+{
+    if (!lostAt_) {
+        // The first try comes its pause after the poll that found the BMC gone ended.
+        lostAt_ = now - retry_;
+    }
+    if (client_.open()) {
+        retry_ = std::min(retry_ * 2, kLongestRetry);
+        step.pause = retry_;
+        say(step, BmcNoteKind::StillLost, static_cast<unsigned>(retry_.count()),
+            "no answer yet; trying again in " + std::to_string(retry_.count()) + " s");
+        return;
+    }
+    const auto lost = std::chrono::duration_cast<std::chrono::seconds>(now - *lostAt_).count();
+    say(step, BmcNoteKind::Back, static_cast<unsigned>(lost),
+        "the BMC answers again, after " + std::to_string(lost) +
+            " s; following on from the last record read");
+    lost_ = false;
+    lostAt_.reset();
+    step.next = now; // poll at once: records may have come in the meantime
+}
+
+SelFollower::Read SelFollower::entry(u16 id, FollowStep &step)
+{
+    Reply<SelRecord> r;
+    for (unsigned tries = 0; tries < kTries; ++tries) {
+        r = client_.getSelEntry(reservation_, id);
+        if (r.completion == kReservationCancelled) {
             // Another client's clear or addition cancelled it: reserve again, read again.
-            const Answer r = session_.command(kStorage, kReserveSel);
-            if (r.data && r.data->size() == 2) {
-                reservation_ = static_cast<u16>((*r.data)[0] | (*r.data)[1] << 8);
+            const Reply<u16> reserved = client_.reserveSel();
+            if (!reserved.answered()) {
+                step.answered = false;
+                return {Read::Silent};
+            }
+            if (reserved.value) {
+                reservation_ = *reserved.value;
                 continue;
             }
         }
-        if (a.completion == kNotPresent || !a.answered()) {
-            return std::nullopt;
+        if (!busy(r) && !r.wrongLength) {
+            break;
         }
-        if (!a.data || a.data->size() != 18) {
-            ++news.unreadable;
-            news.notes.push_back("record " + std::to_string(id) + " could not be read (" +
-                                 (a.completion ? completionText(*a.completion)
-                                               : std::to_string(a.data->size()) + " bytes") +
-                                 "), skipped");
-            return std::nullopt;
-        }
-        std::pair<SelEntry, u16> out;
-        std::copy(a.data->begin() + 2, a.data->end(), out.first.begin());
-        out.second = static_cast<u16>((*a.data)[0] | (*a.data)[1] << 8);
-        return out;
     }
-    return std::nullopt;
+    step.answered = step.answered && r.answered();
+    if (!r.answered()) {
+        return {Read::Silent};
+    }
+    if (r.completion == kNotPresent) {
+        return {Read::Absent};
+    }
+    if (!r.value) {
+        say(step, BmcNoteKind::Unreadable, id,
+            "record " + std::to_string(id) + " could not be read (" +
+                (r.completion ? completionText(*r.completion)
+                              : std::to_string(*r.wrongLength) + " bytes") +
+                "), skipped");
+        return {Read::Unreadable};
+    }
+    return {Read::Record, *r.value};
 }
 
-// Walks the records from `id` on by their next IDs; the ones not seen before are news.
-void SelFollower::readFrom(u16 id, SelNews &news)
+void SelFollower::take(u16 id, const SelEntry &entry, FollowStep &step)
 {
-    while (id != kLast) {
-        const auto read = entry(id, news);
-        if (!read) {
-            return;
+    if (seen_.insert(entry).second) {
+        step.records.push_back(entry);
+    }
+    lastId_ = id;
+    lastBytes_ = entry;
+    skippedTo_.reset();
+}
+
+// Walks the records from `id` on by their next IDs; the ones not seen before are news. A record
+// that cannot be read is skipped for the one numbered after it, and so is a next ID that leads
+// back to a record read before: each record is read at most once a walk. A guessed ID (`id`, or
+// one numbered after another) that leads to no record or to one seen before ends the walk; when
+// it was `id`, the walk read nothing (false).
+bool SelFollower::walk(u16 id, FollowStep &step, bool guessed)
+{
+    std::set<u16> visited;
+    u16 from = 0;      // the record whose next ID `id` is, unless guessed
+    bool news = false; // a new record read: one seen before after it can only be a loop
+    unsigned skipped = 0;
+    for (bool first = true; id != kLastSelRecord; first = false) {
+        const Read read = entry(id, step);
+        const bool seen = read.what == Read::Record && seen_.contains(read.record.entry);
+        if (read.what == Read::Silent || read.what == Read::Absent || (guessed && seen)) {
+            return !(first && guessed);
         }
-        const auto &[bytes, next] = *read;
-        if (seen_.insert(bytes).second) {
-            news.records.push_back(bytes);
+        // Asked for the first record, its own ID says where it is; else the ID it was read by
+        // does, whatever the record says of itself.
+        const u16 at = id == kFirstSelRecord ? selRecordId(read.record.entry) : id;
+        visited.insert({id, at});
+        u16 next = static_cast<u16>(at + 1);
+        guessed = true;
+        if (read.what == Read::Unreadable) {
+            if (++skipped > kSkipsInARow) {
+                return true;
+            }
+            skippedTo_ = at;
+        } else if (seen && news) {
+            loop(from, id, step);
+            next = static_cast<u16>(from + 1);
+        } else {
+            take(at, read.record.entry, step);
+            news = news || !seen;
+            skipped = 0;
+            if (read.record.next == kFirstSelRecord || visited.contains(read.record.next)) {
+                loop(at, read.record.next, step);
+            } else {
+                next = read.record.next;
+                from = at;
+                guessed = false;
+            }
         }
-        lastId_ = static_cast<u16>(bytes[0] | bytes[1] << 8);
-        lastBytes_ = bytes;
+        if (visited.contains(next)) {
+            return true;
+        }
         id = next;
     }
+    return true;
 }
 
-bool SelFollower::lastStillThere(SelNews &news)
+void SelFollower::loop(u16 from, u16 to, FollowStep &step)
 {
-    const auto read = entry(*lastId_, news);
-    return read && read->first == lastBytes_;
+    say(step, BmcNoteKind::Loop, from,
+        "record " + std::to_string(from) + " names record " + std::to_string(to) +
+            " as its next, one read before; going on from the record numbered after it");
 }
 
-SelNews SelFollower::poll()
+bool SelFollower::lastStillThere(FollowStep &step)
 {
-    SelNews news;
-    news.answered = true;
-    const std::optional<SelInfo> now = info(news);
-    if (!now) {
-        return news;
+    const Read read = entry(*lastId_, step);
+    return read.what == Read::Record && read.record.entry == lastBytes_;
+}
+
+void SelFollower::poll(FollowStep &step)
+{
+    step.poll = true;
+    Reply<SelInfo> info = client_.getSelInfo();
+    for (unsigned tries = 1; tries < kTries && busy(info); ++tries) {
+        info = client_.getSelInfo();
     }
-    if (now->overflow && !overflowSaid_) {
-        news.notes.emplace_back("the SEL is full: the BMC drops new records (overflow flag set)");
+    step.answered = info.answered();
+    step.selInfoRefused = info.completion;
+    if (!info.value) {
+        return;
     }
-    overflowSaid_ = now->overflow;
+    const SelInfo &now = *info.value;
+    if (now.overflow && !overflowSaid_) {
+        say(step, BmcNoteKind::Full, 0,
+            "the SEL is full: the BMC drops new records (overflow flag set)");
+    }
+    overflowSaid_ = now.overflow;
     if (!known_) {
         if (fromStart_) {
-            readFrom(kFirst, news);
-        } else if (const auto last = entry(kLast, news)) {
-            seen_.insert(last->first);
-            lastId_ = static_cast<u16>(last->first[0] | last->first[1] << 8);
-            lastBytes_ = last->first;
+            walk(kFirstSelRecord, step);
+        } else if (const Read last = entry(kLastSelRecord, step); last.what == Read::Record) {
+            seen_.insert(last.record.entry);
+            lastId_ = selRecordId(last.record.entry);
+            lastBytes_ = last.record.entry;
         }
-    } else if (*now != *known_) {
+    } else if (now != *known_) {
         // An erase time that changes alone is no clear: the records known must be gone too.
-        const bool fewer = now->entries < known_->entries;
-        if ((fewer || now->erased != known_->erased) && lastId_ && !lastStillThere(news)) {
-            if (!news.answered) {
-                return news;
+        const bool fewer = now.entries < known_->entries;
+        if ((fewer || now.erased != known_->erased) && lastId_ && !lastStillThere(step)) {
+            if (!step.answered) {
+                return;
             }
-            if (now->entries <= known_->entries) {
-                news.notes.push_back(
+            if (now.entries <= known_->entries) {
+                say(step, BmcNoteKind::Cleared, 0,
                     "the SEL was cleared" +
-                    (now->erased != known_->erased ? " " + when(now->erased) : std::string()) +
-                    "; following it from its first record");
+                        (now.erased != known_->erased ? " " + when(now.erased) : std::string()) +
+                        "; following it from its first record");
             } else {
-                news.notes.emplace_back("the SEL was rewritten; following it from its first "
-                                        "record, records seen before not repeated");
+                say(step, BmcNoteKind::Rewritten, 0,
+                    "the SEL was rewritten; following it from its first record, records seen "
+                    "before not repeated");
             }
             lastId_.reset();
+            skippedTo_.reset();
         } else if (fewer) {
-            news.notes.push_back(std::to_string(known_->entries - now->entries) +
-                                 " record(s) deleted from the SEL");
+            const unsigned deleted = known_->entries - now.entries;
+            say(step, BmcNoteKind::Deleted, deleted,
+                std::to_string(deleted) + " record(s) deleted from the SEL");
         }
-        if (!lastId_) {
-            readFrom(kFirst, news);
-        } else if (const auto next = entry(static_cast<u16>(*lastId_ + 1), news);
-                   next && !seen_.contains(next->first)) {
-            // Most BMCs number records one after another: one command a new record.
-            seen_.insert(next->first);
-            news.records.push_back(next->first);
-            lastId_ = static_cast<u16>(*lastId_ + 1);
-            lastBytes_ = next->first;
-            readFrom(next->second, news);
-        } else if (const auto last = entry(*lastId_, news)) {
-            readFrom(last->second, news);
+        if (!lastId_ && !skippedTo_) {
+            walk(kFirstSelRecord, step);
+        } else if (!walk(static_cast<u16>(skippedTo_.value_or(*lastId_) + 1), step, true) &&
+                   step.answered && !skippedTo_) {
+            // Most BMCs number records one after another, so the guess costs one command a new
+            // record; where it misses, the last record's own next ID says where to go on.
+            if (const Read last = entry(*lastId_, step); last.what == Read::Record) {
+                walk(last.record.next, step);
+            }
         }
     }
-    if (news.answered) {
+    if (step.answered) {
         known_ = now;
     }
-    return news;
 }
 
 } // namespace diagpanel

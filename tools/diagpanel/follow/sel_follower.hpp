@@ -1,61 +1,95 @@
 // SPDX-License-Identifier: Apache-2.0
-// Following a BMC's System Event Log: one Get SEL Info a poll, one Get SEL Entry a new record;
-// clears, deletions, a full SEL, cancelled reservations and records the BMC numbers anew after a
-// restart noticed and told, no record read twice.
+// Following a BMC's System Event Log, one step at a time: a step is one poll (one Get SEL Info,
+// one Get SEL Entry a new record) or, while the BMC does not answer, one attempt to open the
+// session again, backing off 1, 2, 4, ... up to 30 s. Clears, rewrites, deletions, a full SEL and
+// cancelled reservations are noticed and told; no record is read twice. What the caller does with
+// the records and the notes, and when it stops, is its own.
 #pragma once
 
-#include <array>
+#include <chrono>
 #include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
-#include "tools/diagpanel/follow/ipmi_session.hpp"
+#include "tools/diagpanel/follow/ipmi_client.hpp"
 
 namespace diagpanel {
 
-using SelEntry = std::array<u8, 16>;
+using FollowClock = std::chrono::steady_clock;
 
-struct SelInfo {
-    u16 entries = 0;
-    u32 added = 0;  // most recent addition timestamp
-    u32 erased = 0; // most recent erase timestamp
-    bool overflow = false;
-    bool operator==(const SelInfo &) const = default;
+// What the follower says of the BMC.
+enum class BmcNoteKind {
+    Lost,       // number: seconds until the first try to reach it again
+    StillLost,  // number: seconds until the next try
+    Back,       // number: seconds it was lost
+    Full,       // told once while the overflow flag stays set
+    Cleared,    // followed from its first record
+    Rewritten,  // followed from its first record, records seen before not repeated
+    Deleted,    // number: records deleted
+    Unreadable, // number: the record ID asked for; skipped
+    Loop,       // number: the record whose next ID led back to one read already
 };
 
-// What one poll found.
-struct SelNews {
-    bool answered = false;         // the BMC answered; when not, the session is closed
-    std::vector<SelEntry> records; // new records, in SEL order
-    std::vector<std::string> notes;
-    unsigned unreadable = 0;   // records that came back malformed or refused
-    std::optional<u8> refused; // the completion code of a refused Get SEL Info
+struct BmcNote {
+    BmcNoteKind kind;
+    unsigned number = 0;
+    std::string text; // as told to a user
+};
+
+// A short name of each kind, for a machine-readable timeline.
+const char *bmcNoteName(BmcNoteKind kind);
+
+struct FollowStep {
+    std::vector<SelEntry> records; // new, in SEL order
+    std::vector<BmcNote> notes;    // in the order they happened
+    bool poll = false;             // a poll (else an attempt to reach the BMC again)
+    bool answered = false;         // the BMC answered every command of the step
+    std::optional<u8> selInfoRefused;
+    unsigned long commands = 0; // sent in this step
+    // When to step again: at `next`, or, after an attempt that failed, `pause` after this step
+    // ended, so that its own time-outs do not eat the back-off.
+    FollowClock::time_point next;
+    std::optional<FollowClock::duration> pause;
 };
 
 class SelFollower
 {
   public:
-    // From the first record of the SEL, or from the records added after the first poll.
-    SelFollower(IpmiSession &session, bool fromStart) : session_(session), fromStart_(fromStart) {}
-    SelNews poll();
+    // From the first record of the SEL, or from the records added after the first poll. The
+    // client's session is open.
+    SelFollower(IpmiClient &client, bool fromStart, FollowClock::duration interval)
+        : client_(client), fromStart_(fromStart), interval_(interval)
+    {
+    }
+    FollowStep step(FollowClock::time_point now);
 
   private:
-    std::optional<SelInfo> info(SelNews &news);
-    // A record by its ID: its bytes and the ID of the next (FFFFh: none). nullopt when it is not
-    // there (completion code CBh) or could not be read (counted, noted).
-    std::optional<std::pair<SelEntry, u16>> entry(u16 id, SelNews &news);
-    void readFrom(u16 id, SelNews &news);
-    bool lastStillThere(SelNews &news);
+    void poll(FollowStep &step);
+    void reconnect(FollowClock::time_point now, FollowStep &step);
+    struct Read {
+        enum { Record, Unreadable, Absent, Silent } what;
+        SelRecord record{};
+    };
+    Read entry(u16 id, FollowStep &step);
+    bool walk(u16 id, FollowStep &step, bool guessed = false);
+    void loop(u16 from, u16 to, FollowStep &step);
+    bool lastStillThere(FollowStep &step);
+    void take(u16 id, const SelEntry &entry, FollowStep &step);
 
-    IpmiSession &session_;
+    IpmiClient &client_;
     bool fromStart_;
+    FollowClock::duration interval_;
     std::optional<SelInfo> known_;
     std::optional<u16> lastId_; // the last record read, and its bytes
     SelEntry lastBytes_{};
+    std::optional<u16> skippedTo_; // unreadable records passed after it: go on after them
     std::set<SelEntry> seen_;
     u16 reservation_ = 0;
     bool overflowSaid_ = false;
+    bool lost_ = false; // the BMC stopped answering: steps try to reach it again
+    std::optional<FollowClock::time_point> lostAt_;
+    std::chrono::seconds retry_{1};
 };
 
 } // namespace diagpanel

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/diagpanel/follow/ipmi_session.hpp"
+#include "tools/diagpanel/follow/ipmitool_session.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -20,6 +20,20 @@ namespace {
 
 constexpr char kPrompt[] = "ipmitool> ";
 constexpr std::size_t kPromptLen = sizeof kPrompt - 1;
+
+// IPMI 2.0 network functions, commands and Get SEL Info's operation support bit.
+constexpr u8 kApp = 0x06;
+constexpr u8 kGetDeviceId = 0x01;
+constexpr u8 kStorage = 0x0A;
+constexpr u8 kGetSelInfo = 0x40;
+constexpr u8 kReserveSel = 0x42;
+constexpr u8 kGetSelEntry = 0x43;
+constexpr u8 kOverflow = 0x80;
+
+u32 le32(const std::vector<u8> &d, std::size_t at)
+{
+    return d[at] | d[at + 1] << 8 | d[at + 2] << 16 | static_cast<u32>(d[at + 3]) << 24;
+}
 
 // A child process with its standard input and output (and error) on pipes.
 struct Child {
@@ -152,17 +166,17 @@ std::string hexArgument(u8 value)
 
 } // namespace
 
-IpmiSession::IpmiSession(BmcAddress address, std::chrono::seconds timeout)
+IpmitoolSession::IpmitoolSession(BmcAddress address, std::chrono::seconds timeout)
     : address_(std::move(address)), timeout_(timeout)
 {
 }
 
-IpmiSession::~IpmiSession()
+IpmitoolSession::~IpmitoolSession()
 {
     close();
 }
 
-std::vector<std::string> IpmiSession::arguments(bool verbose) const
+std::vector<std::string> IpmitoolSession::arguments(bool verbose) const
 {
     std::vector<std::string> args{"ipmitool"};
     if (verbose) {
@@ -181,28 +195,30 @@ std::vector<std::string> IpmiSession::arguments(bool verbose) const
     return args;
 }
 
-std::string IpmiSession::open()
+std::optional<OpenFailure> IpmitoolSession::open()
 {
     close();
     std::vector<std::string> args = arguments(false);
     args.emplace_back("shell");
     Child child = spawn(args, address_.password);
     if (child.pid < 0) {
-        return "cannot run ipmitool (Debian package ipmitool): " + std::string(strerror(errno));
+        return OpenFailure{OpenFailure::Reason::NoClient,
+                           "cannot run ipmitool (Debian package ipmitool): " +
+                               std::string(strerror(errno))};
     }
     pid_ = child.pid;
     toChild_ = child.in;
     fromChild_ = child.out;
     std::string greeting;
-    const Answer device = readUntilPrompt(greeting) ? command(0x06, 0x01) : Answer{};
+    const Raw device = readUntilPrompt(greeting) ? command(kApp, kGetDeviceId) : Raw{};
     if (device.data) {
-        return "";
+        return std::nullopt;
     }
     close();
     return diagnose();
 }
 
-void IpmiSession::close()
+void IpmitoolSession::close()
 {
     Child child{pid_, toChild_, fromChild_};
     stop(child);
@@ -210,7 +226,7 @@ void IpmiSession::close()
     toChild_ = fromChild_ = -1;
 }
 
-bool IpmiSession::readUntilPrompt(std::string &out)
+bool IpmitoolSession::readUntilPrompt(std::string &out)
 {
     return readUntil(fromChild_, out, std::chrono::steady_clock::now() + timeout_,
                      [](const std::string &text) {
@@ -219,7 +235,7 @@ bool IpmiSession::readUntilPrompt(std::string &out)
                      });
 }
 
-Answer IpmiSession::command(u8 netFn, u8 cmd, const std::vector<u8> &data)
+IpmitoolSession::Raw IpmitoolSession::command(u8 netFn, u8 cmd, const std::vector<u8> &data)
 {
     if (!isOpen()) {
         return {};
@@ -237,7 +253,7 @@ Answer IpmiSession::command(u8 netFn, u8 cmd, const std::vector<u8> &data)
         return {};
     }
     reply.resize(reply.size() - kPromptLen);
-    Answer answer;
+    Raw answer;
     std::vector<u8> bytes;
     std::size_t at = 0;
     while (at < reply.size()) {
@@ -269,39 +285,107 @@ Answer IpmiSession::command(u8 netFn, u8 cmd, const std::vector<u8> &data)
     return answer;
 }
 
-std::string IpmiSession::diagnose() const
+OpenFailure IpmitoolSession::diagnose() const
 {
+    using enum OpenFailure::Reason;
     std::vector<std::string> args = arguments(true);
     args.insert(args.end(), {"raw", "0x06", "0x01"});
     const auto [status, output] = runOnce(args, address_.password, timeout_);
     const std::string who = "user '" + address_.user + "'";
     if (status < 0 && output.empty()) {
-        return "cannot run ipmitool (Debian package ipmitool)";
+        return {NoClient, "cannot run ipmitool (Debian package ipmitool)"};
     }
     if (output.find("unauthorized name") != std::string::npos) {
-        return "the BMC does not know " + who;
+        return {UnknownUser, "the BMC does not know " + who};
     }
     if (output.find("HMAC is invalid") != std::string::npos ||
         output.find("password") != std::string::npos) {
-        return "wrong password for " + who;
+        return {WrongPassword, "wrong password for " + who};
     }
     if (output.find("authentication algorithm") != std::string::npos ||
         output.find("cipher suite") != std::string::npos) {
-        return "the BMC refused cipher suite " + std::to_string(address_.cipherSuite) +
-               " (try --cipher-suite 17 or 3)";
+        return {CipherSuite, "the BMC refused cipher suite " +
+                                 std::to_string(address_.cipherSuite) +
+                                 " (try --cipher-suite 17 or 3)"};
     }
     if (output.find("privilege") != std::string::npos) {
-        return who + " has too little privilege";
+        return {Privilege, who + " has too little privilege"};
     }
-    return "no answer from " + address_.host + " port " + std::to_string(address_.port) +
-           " (unreachable, or not an IPMI LAN interface)";
+    return {Unreachable, "no answer from " + address_.host + " port " +
+                             std::to_string(address_.port) +
+                             " (unreachable, or not an IPMI LAN interface)"};
 }
 
-bool IpmiSession::dumpSdr(const std::string &path) const
+std::optional<std::string> IpmitoolSession::sdrRepository()
 {
+    char path[] = "/tmp/diagpanel-sdr-XXXXXX";
+    const int fd = mkstemp(path);
+    if (fd < 0) {
+        return std::nullopt;
+    }
+    ::close(fd);
     std::vector<std::string> args = arguments(false);
     args.insert(args.end(), {"sdr", "dump", path});
-    return runOnce(args, address_.password, timeout_ * 6).first == 0;
+    std::optional<std::string> records;
+    if (runOnce(args, address_.password, timeout_ * 6).first == 0) {
+        records.emplace();
+        if (FILE *file = fopen(path, "rb")) {
+            char buffer[4096];
+            for (std::size_t got; (got = fread(buffer, 1, sizeof buffer, file)) > 0;) {
+                records->append(buffer, got);
+            }
+            fclose(file);
+        }
+    }
+    unlink(path);
+    return records;
+}
+
+Reply<SelInfo> IpmitoolSession::getSelInfo()
+{
+    Reply<SelInfo> reply;
+    const Raw raw = command(kStorage, kGetSelInfo);
+    reply.completion = raw.completion;
+    if (raw.data && raw.data->size() >= 14) {
+        const std::vector<u8> &d = *raw.data;
+        reply.value = SelInfo{static_cast<u16>(d[1] | d[2] << 8), le32(d, 5), le32(d, 9),
+                              (d[13] & kOverflow) != 0};
+    } else if (raw.data) {
+        reply.wrongLength = raw.data->size();
+    }
+    return reply;
+}
+
+Reply<u16> IpmitoolSession::reserveSel()
+{
+    Reply<u16> reply;
+    const Raw raw = command(kStorage, kReserveSel);
+    reply.completion = raw.completion;
+    if (raw.data && raw.data->size() == 2) {
+        reply.value = static_cast<u16>((*raw.data)[0] | (*raw.data)[1] << 8);
+    } else if (raw.data) {
+        reply.wrongLength = raw.data->size();
+    }
+    return reply;
+}
+
+Reply<SelRecord> IpmitoolSession::getSelEntry(u16 reservation, u16 id)
+{
+    Reply<SelRecord> reply;
+    // Offset 0, FFh bytes: the whole record.
+    const Raw raw = command(kStorage, kGetSelEntry,
+                            {static_cast<u8>(reservation), static_cast<u8>(reservation >> 8),
+                             static_cast<u8>(id), static_cast<u8>(id >> 8), 0x00, 0xFF});
+    reply.completion = raw.completion;
+    if (raw.data && raw.data->size() == 2 + sizeof(SelEntry)) {
+        SelRecord record;
+        record.next = static_cast<u16>((*raw.data)[0] | (*raw.data)[1] << 8);
+        std::copy(raw.data->begin() + 2, raw.data->end(), record.entry.begin());
+        reply.value = record;
+    } else if (raw.data) {
+        reply.wrongLength = raw.data->size();
+    }
+    return reply;
 }
 
 } // namespace diagpanel
