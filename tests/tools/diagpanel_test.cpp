@@ -1,20 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // diagpanel's parts against the library: decoding what the library itself writes to the panel,
-// the virtual clock a capture is mapped onto, the JSON Lines contract for what follow says of a
-// BMC. Whole replays, with the cycles they find and skip,
+// the virtual clock a capture is mapped onto. Whole replays, with the cycles they find and skip,
 // are the golden runs'; their speed is make bench's.
-#include <cstdio>
-#include <cstdlib>
-
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include <diagpanel/diagpanel.h>
 
 #include <host_platform/diagpanel_host.h>
 #include "tools/diagpanel/panel_code.hpp"
 #include "tools/diagpanel/replay.hpp"
-#include "tools/diagpanel/timeline.hpp"
 
 namespace {
 
@@ -88,57 +82,6 @@ TEST(DiagpanelTimeMap, PlacesTimestampsOnOneMonotonicClock)
         EXPECT_EQ(map.place(selAt(s.stamp)), s.at);
     }
     EXPECT_EQ(map.selClock(116), 0x65E1A2C0);
-}
-
-// Each thing follow can say of a BMC reaches the JSON Lines under the word docs/json-lines.md
-// promises, stamped like every other line; the text timeline leaves it to standard error.
-TEST(DiagpanelJsonLines, WritesWhatFollowSaysOfTheBmcUnderItsDocumentedWord)
-{
-    const std::pair<BmcNews, const char *> documented[] = {{BmcNews::Lost, "lost"},
-                                                           {BmcNews::Back, "back"},
-                                                           {BmcNews::Cleared, "cleared"},
-                                                           {BmcNews::Rewritten, "rewritten"},
-                                                           {BmcNews::Deleted, "deleted"},
-                                                           {BmcNews::Full, "full"},
-                                                           {BmcNews::Unreadable, "unreadable"}};
-    for (const bool json : {true, false}) {
-        char *text = nullptr;
-        std::size_t size = 0;
-        FILE *out = open_memstream(&text, &size);
-        ASSERT_NE(out, nullptr);
-        const std::unique_ptr<Sink> sink =
-            json ? jsonSink(out, {0x01030103, "127.0.0.1:9623"}) : textSink(out);
-        for (const auto &[news, word] : documented) {
-            Event e;
-            e.kind = Event::Kind::Bmc;
-            e.news = news;
-            e.time = 42;
-            e.text = word + std::string(" said for people");
-            sink->event(e);
-        }
-        fclose(out);
-        std::string lines(text, size);
-        free(text);
-        if (!json) {
-            EXPECT_EQ(lines, "");
-            continue;
-        }
-        for (const auto &[news, word] : documented) {
-            SCOPED_TRACE(word);
-            const std::size_t end = lines.find('\n');
-            ASSERT_NE(end, std::string::npos);
-            const nlohmann::json j = nlohmann::json::parse(lines.substr(0, end));
-            lines.erase(0, end + 1);
-            EXPECT_EQ(j, nlohmann::json({{"schema", 1},
-                                         {"board", "0x01030103"},
-                                         {"bmc", "127.0.0.1:9623"},
-                                         {"kind", "bmc"},
-                                         {"time", 42},
-                                         {"event", word},
-                                         {"text", word + std::string(" said for people")}}));
-        }
-        EXPECT_EQ(lines, "");
-    }
 }
 
 } // namespace

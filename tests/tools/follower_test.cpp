@@ -200,7 +200,7 @@ Outcome run(const char *script, bool fromStart = true)
             const FollowStep step = follower.step(now);
             trace << (steps++ > 0 ? " |" : "");
             for (const BmcNote &n : step.notes) {
-                trace << ' ' << bmcNoteName(n.kind);
+                trace << ' ' << bmcNewsWord(n.kind);
                 if (n.number != 0) {
                     trace << ':' << n.number;
                     // The words a user reads say the same number.

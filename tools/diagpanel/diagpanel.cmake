@@ -36,7 +36,8 @@ include(${dir}/diagpanel/readers/readers.cmake)
 add_library(diagpanel_replay STATIC
   ${dir}/diagpanel/replay.cpp ${dir}/diagpanel/timeline/words.cpp
   ${dir}/diagpanel/timeline/text.cpp ${dir}/diagpanel/timeline/json.cpp
-  ${dir}/diagpanel/timeline/svg.cpp ${dir}/diagpanel/tables.cpp)
+  ${dir}/diagpanel/timeline/svg.cpp ${dir}/diagpanel/timeline/outputs.cpp
+  ${dir}/diagpanel/tables.cpp)
 target_link_libraries(diagpanel_replay PUBLIC diagpanel_readers
   DiagnosticPanel diagpanel_boards diagpanel_host_support diagpanel_vclock diagpanel_toolcommon
   diagpanel_toolheaders)

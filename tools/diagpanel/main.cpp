@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "tools/diagpanel/commands/command.hpp"
-#include "tools/diagpanel/commands/exit_codes.hpp"
+#include "tools/diagpanel/exit_codes.hpp"
 
 namespace {
 

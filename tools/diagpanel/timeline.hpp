@@ -17,9 +17,21 @@
 
 namespace diagpanel {
 
-// What follow notices of the BMC itself, beside the records it reads: lost and back again, a SEL
-// cleared, rewritten, with records deleted or full, and a record it could not read.
-enum class BmcNews { Lost, Back, Cleared, Rewritten, Deleted, Full, Unreadable };
+// What follow notices of the BMC itself, beside the records it reads. Some carry a number.
+enum class BmcNews {
+    Lost,       // number: seconds until the first try to reach it again
+    StillLost,  // number: seconds until the next try
+    Back,       // number: seconds it was lost
+    Full,       // told once while the overflow flag stays set
+    Cleared,    // followed from its first record
+    Rewritten,  // followed from its first record, records seen before not repeated
+    Deleted,    // number: records deleted
+    Unreadable, // number: the record ID asked for; skipped
+    Loop,       // number: the record whose next ID led back to one read already
+};
+
+// The word the JSON Lines give each (docs/json-lines.md): "lost", "still-lost", ...
+const char *bmcNewsWord(BmcNews news);
 
 struct Event {
     enum class Kind { Panel, Repeat, Fault, Warning, Input, Bmc };
@@ -39,6 +51,7 @@ struct Event {
     DIAG_PANEL_MSG_S was{};       // Fault '~': before
     u32 level = 0;                // Warning: the log level
     BmcNews news = BmcNews::Lost; // Bmc: what happened
+    unsigned number = 0;          // Bmc: seconds, records or a record ID, as `news` says
     std::string text; // Warning: the log text; Input: what it did; Bmc: the sentence for people
 };
 
@@ -78,6 +91,22 @@ constexpr int kJsonSchema = 1; // raised only when a field changes meaning or go
 // sink writes them.
 std::unique_ptr<Sink> jsonSink(FILE *out, const JsonStamp &stamp = {});
 std::unique_ptr<Sink> svgSink(const std::string &path);
+
+// The sinks a command writes to: text or JSON Lines on standard output, and an SVG drawing when
+// `svg` names a file. JSON lines carry the stamp; the text sink's time column follows
+// `localOrigin` once it is set (see textSink).
+class Outputs
+{
+  public:
+    Outputs(bool json, const std::string &svg, const JsonStamp &stamp,
+            const std::optional<int64_t> *localOrigin = nullptr);
+    void begin(const std::string &heading);
+    const std::vector<Sink *> &targets() const { return targets_; }
+
+  private:
+    std::vector<std::unique_ptr<Sink>> sinks_;
+    std::vector<Sink *> targets_;
+};
 
 // Shared words: "0x00009d98"; "1:02:03" or "2d 01:02:03"; "2024-03-01 10:00:40" (UTC).
 std::string hex32(u32 value);

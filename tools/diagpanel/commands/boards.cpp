@@ -3,7 +3,7 @@
 #include <cstdio>
 
 #include "tools/diagpanel/commands/command.hpp"
-#include "tools/diagpanel/commands/exit_codes.hpp"
+#include "tools/diagpanel/exit_codes.hpp"
 #include "tools/diagpanel/timeline.hpp"
 #include <boards/catalogue.hpp>
 

@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "tools/diagpanel/commands/command.hpp"
-#include "tools/diagpanel/commands/exit_codes.hpp"
+#include "tools/diagpanel/exit_codes.hpp"
 #include "tools/diagpanel/readers/text.hpp"
 #include "tools/diagpanel/timeline.hpp"
 

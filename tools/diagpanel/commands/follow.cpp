@@ -5,7 +5,7 @@
 
 #include "tools/diagpanel/commands/board.hpp"
 #include "tools/diagpanel/commands/command.hpp"
-#include "tools/diagpanel/commands/exit_codes.hpp"
+#include "tools/diagpanel/exit_codes.hpp"
 #include "tools/diagpanel/commands/outputs.hpp"
 #include "tools/diagpanel/follow/follow.hpp"
 

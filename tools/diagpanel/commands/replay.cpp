@@ -6,7 +6,7 @@
 
 #include "tools/diagpanel/commands/board.hpp"
 #include "tools/diagpanel/commands/command.hpp"
-#include "tools/diagpanel/commands/exit_codes.hpp"
+#include "tools/diagpanel/exit_codes.hpp"
 #include "tools/diagpanel/commands/outputs.hpp"
 #include "tools/diagpanel/commands/problems.hpp"
 #include "tools/diagpanel/readers/capture.hpp"

@@ -11,6 +11,7 @@
 #include <memory>
 #include <unistd.h>
 
+#include "tools/diagpanel/exit_codes.hpp"
 #include "tools/diagpanel/follow/ipmitool_session.hpp"
 #include "tools/diagpanel/follow/sel_follower.hpp"
 #include "tools/diagpanel/replay.hpp"
@@ -22,9 +23,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr int kUnreadable = 1;
-constexpr int kUsage = 2;
-constexpr int kNoBmc = 3;
 constexpr auto kSessionTimeout = std::chrono::seconds(10);
 constexpr u8 kNoPrivilege = 0xD4;
 
@@ -134,21 +132,6 @@ std::string heading(u32 board, const std::string &bmc, const std::string &namesF
     return text;
 }
 
-// The timeline on standard output (text, or JSON), and into an SVG file when asked for.
-void beginSinks(const FollowArgs &args, const std::string &heading,
-                const std::optional<int64_t> *localOrigin,
-                std::vector<std::unique_ptr<Sink>> &sinks, std::vector<Sink *> &targets)
-{
-    sinks.push_back(args.json ? jsonSink(stdout) : textSink(stdout, localOrigin));
-    if (!args.svg.empty()) {
-        sinks.push_back(svgSink(args.svg));
-    }
-    for (const auto &s : sinks) {
-        targets.push_back(s.get());
-        s->begin(heading);
-    }
-}
-
 Item selItem(const SelEntry &record, Timing timing, uint64_t offset)
 {
     Item item;
@@ -167,7 +150,7 @@ int follow(const FollowArgs &args, u32 board)
 {
     const std::optional<std::string> secret = password(args);
     if (!secret) {
-        return kUsage;
+        return kExitUsage;
     }
     catchSignals();
 
@@ -176,7 +159,7 @@ int follow(const FollowArgs &args, u32 board)
         {args.host, args.port, args.user, *secret, args.cipherSuite, args.lan15}, kSessionTimeout);
     if (const std::optional<OpenFailure> failure = session.open()) {
         fprintf(stderr, "diagpanel: cannot follow %s: %s\n", bmc.c_str(), failure->text.c_str());
-        return kNoBmc;
+        return kExitNoBmc;
     }
     std::string namesFrom;
     SensorNames names = sensorNames(args, session, namesFrom);
@@ -187,15 +170,14 @@ int follow(const FollowArgs &args, u32 board)
     options.batch = 1;         // live: each record's effects are written out as it comes
     options.listInputs = true; // and every record has its line, also one that changes nothing
     std::optional<int64_t> localOrigin;
-    std::vector<std::unique_ptr<Sink>> sinks;
-    std::vector<Sink *> targets;
-    beginSinks(args, heading(board, bmc, namesFrom, options.names.size()), &localOrigin, sinks,
-               targets);
-    Replay replay(options, targets);
+    Outputs outputs(args.json, args.svg, {board, args.host + ":" + std::to_string(args.port)},
+                    &localOrigin);
+    outputs.begin(heading(board, bmc, namesFrom, options.names.size()));
+    Replay replay(options, outputs.targets());
     std::string why;
     if (!replay.start(why)) {
         fprintf(stderr, "diagpanel: %s\n", why.c_str());
-        return kUnreadable;
+        return kExitUnreadable;
     }
 
     const auto interval = std::chrono::duration_cast<Clock::duration>(
@@ -216,11 +198,11 @@ int follow(const FollowArgs &args, u32 board)
                     *step.selInfoRefused == kNoPrivilege
                         ? ("user '" + args.user + "' has no privilege for the SEL").c_str()
                         : "the BMC refused Get SEL Info");
-            return kNoBmc;
+            return kExitNoBmc;
         }
         for (const BmcNote &note : step.notes) {
             say(note.text);
-            unreadable += note.kind == BmcNoteKind::Unreadable ? 1 : 0;
+            unreadable += note.kind == BmcNews::Unreadable ? 1 : 0;
         }
         // A poll can take seconds (retries, a long run of new records): records are timed by the
         // end of the poll that read them.
@@ -259,7 +241,7 @@ int follow(const FollowArgs &args, u32 board)
                 "follow: %lu IPMI commands in %lu polls (%lu idle), %lu records, %lu unreadable\n",
                 commands, polls, idlePolls, records, unreadable);
     }
-    return unreadable > 0 ? kUnreadable : 0;
+    return unreadable > 0 ? kExitUnreadable : kExitDone;
 }
 
 } // namespace diagpanel

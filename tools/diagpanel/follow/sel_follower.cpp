@@ -4,8 +4,6 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "tools/diagpanel/timeline.hpp"
-
 namespace diagpanel {
 
 namespace {
@@ -21,10 +19,6 @@ constexpr unsigned kTries = 3;
 constexpr unsigned kSkipsInARow = 3;
 constexpr std::chrono::seconds kFirstRetry{1};
 constexpr std::chrono::seconds kLongestRetry{30};
-
-constexpr const char *kNoteNames[] = {"lost",      "still-lost", "back",       "full", "cleared",
-                                      "rewritten", "deleted",    "unreadable", "loop"};
-static_assert(std::size(kNoteNames) == static_cast<std::size_t>(BmcNoteKind::Loop) + 1);
 
 // Busy, or failed for no stated reason: worth trying again.
 template <typename T> bool busy(const Reply<T> &r)
@@ -45,17 +39,12 @@ std::string completionText(u8 code)
     return text;
 }
 
-void say(FollowStep &step, BmcNoteKind kind, unsigned number, std::string text)
+void say(FollowStep &step, BmcNews kind, unsigned number, std::string text)
 {
     step.notes.push_back({kind, number, std::move(text)});
 }
 
 } // namespace
-
-const char *bmcNoteName(BmcNoteKind kind)
-{
-    return kNoteNames[static_cast<std::size_t>(kind)];
-}
 
 FollowStep SelFollower::step(FollowClock::time_point now)
 {
@@ -71,7 +60,7 @@ FollowStep SelFollower::step(FollowClock::time_point now)
             lost_ = true;
             retry_ = kFirstRetry;
             step.pause = retry_;
-            say(step, BmcNoteKind::Lost, static_cast<unsigned>(retry_.count()),
+            say(step, BmcNews::Lost, static_cast<unsigned>(retry_.count()),
                 "the BMC stopped answering; trying again in " + std::to_string(retry_.count()) +
                     " s");
         }
@@ -89,12 +78,12 @@ void SelFollower::reconnect(FollowClock::time_point now, FollowStep &step)
     if (client_.open()) {
         retry_ = std::min(retry_ * 2, kLongestRetry);
         step.pause = retry_;
-        say(step, BmcNoteKind::StillLost, static_cast<unsigned>(retry_.count()),
+        say(step, BmcNews::StillLost, static_cast<unsigned>(retry_.count()),
             "no answer yet; trying again in " + std::to_string(retry_.count()) + " s");
         return;
     }
     const auto lost = std::chrono::duration_cast<std::chrono::seconds>(now - *lostAt_).count();
-    say(step, BmcNoteKind::Back, static_cast<unsigned>(lost),
+    say(step, BmcNews::Back, static_cast<unsigned>(lost),
         "the BMC answers again, after " + std::to_string(lost) +
             " s; following on from the last record read");
     lost_ = false;
@@ -131,7 +120,7 @@ SelFollower::Read SelFollower::entry(u16 id, FollowStep &step)
         return {Read::Absent};
     }
     if (!r.value) {
-        say(step, BmcNoteKind::Unreadable, id,
+        say(step, BmcNews::Unreadable, id,
             "record " + std::to_string(id) + " could not be read (" +
                 (r.completion ? completionText(*r.completion)
                               : std::to_string(*r.wrongLength) + " bytes") +
@@ -204,7 +193,7 @@ bool SelFollower::walk(u16 id, FollowStep &step, bool guessed)
 
 void SelFollower::loop(u16 from, u16 to, FollowStep &step)
 {
-    say(step, BmcNoteKind::Loop, from,
+    say(step, BmcNews::Loop, from,
         "record " + std::to_string(from) + " names record " + std::to_string(to) +
             " as its next, one read before; going on from the record numbered after it");
 }
@@ -229,7 +218,7 @@ void SelFollower::poll(FollowStep &step)
     }
     const SelInfo &now = *info.value;
     if (now.overflow && !overflowSaid_) {
-        say(step, BmcNoteKind::Full, 0,
+        say(step, BmcNews::Full, 0,
             "the SEL is full: the BMC drops new records (overflow flag set)");
     }
     overflowSaid_ = now.overflow;
@@ -249,12 +238,12 @@ void SelFollower::poll(FollowStep &step)
                 return;
             }
             if (now.entries <= known_->entries) {
-                say(step, BmcNoteKind::Cleared, 0,
+                say(step, BmcNews::Cleared, 0,
                     "the SEL was cleared" +
                         (now.erased != known_->erased ? " " + when(now.erased) : std::string()) +
                         "; following it from its first record");
             } else {
-                say(step, BmcNoteKind::Rewritten, 0,
+                say(step, BmcNews::Rewritten, 0,
                     "the SEL was rewritten; following it from its first record, records seen "
                     "before not repeated");
             }
@@ -262,7 +251,7 @@ void SelFollower::poll(FollowStep &step)
             skippedTo_.reset();
         } else if (fewer) {
             const unsigned deleted = known_->entries - now.entries;
-            say(step, BmcNoteKind::Deleted, deleted,
+            say(step, BmcNews::Deleted, deleted,
                 std::to_string(deleted) + " record(s) deleted from the SEL");
         }
         if (!lastId_ && !skippedTo_) {

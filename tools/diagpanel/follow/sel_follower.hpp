@@ -13,32 +13,18 @@
 #include <vector>
 
 #include "tools/diagpanel/follow/ipmi_client.hpp"
+#include "tools/diagpanel/timeline.hpp"
 
 namespace diagpanel {
 
 using FollowClock = std::chrono::steady_clock;
 
 // What the follower says of the BMC.
-enum class BmcNoteKind {
-    Lost,       // number: seconds until the first try to reach it again
-    StillLost,  // number: seconds until the next try
-    Back,       // number: seconds it was lost
-    Full,       // told once while the overflow flag stays set
-    Cleared,    // followed from its first record
-    Rewritten,  // followed from its first record, records seen before not repeated
-    Deleted,    // number: records deleted
-    Unreadable, // number: the record ID asked for; skipped
-    Loop,       // number: the record whose next ID led back to one read already
-};
-
 struct BmcNote {
-    BmcNoteKind kind;
-    unsigned number = 0;
-    std::string text; // as told to a user
+    BmcNews kind;
+    unsigned number = 0; // as BmcNews says
+    std::string text;    // as told to a user
 };
-
-// A short name of each kind, for a machine-readable timeline.
-const char *bmcNoteName(BmcNoteKind kind);
 
 struct FollowStep {
     std::vector<SelEntry> records; // new, in SEL order

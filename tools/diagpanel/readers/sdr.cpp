@@ -21,4 +21,12 @@ SensorNames readSdr(const std::string &path, bool strict)
     return namesOf(out);
 }
 
+SensorNames parseSdr(const std::string &name, std::string_view content, bool strict)
+{
+    NameOut out(name, strict);
+    InputFile input = InputFile::memory(content);
+    readSdr(input, out);
+    return namesOf(out);
+}
+
 } // namespace diagpanel

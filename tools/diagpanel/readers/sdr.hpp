@@ -5,6 +5,7 @@
 
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tools/diagpanel/readers/inputs.hpp"
@@ -20,5 +21,6 @@ struct SensorNames {
 };
 
 SensorNames readSdr(const std::string &path, bool strict);
+SensorNames parseSdr(const std::string &name, std::string_view content, bool strict);
 
 } // namespace diagpanel

@@ -15,10 +15,10 @@ namespace {
 // The words of the contract, by Event::Kind and by BmcNews.
 constexpr std::array<const char *, 6> kKinds = {"panel",   "repeat", "fault",
                                                 "warning", "input",  "bmc"};
-constexpr std::array<const char *, 7> kBmcNews = {"lost",    "back", "cleared",   "rewritten",
-                                                  "deleted", "full", "unreadable"};
+constexpr std::array<const char *, 9> kBmcNews = {
+    "lost", "still-lost", "back", "full", "cleared", "rewritten", "deleted", "unreadable", "loop"};
 static_assert(kKinds.size() == static_cast<std::size_t>(Event::Kind::Bmc) + 1);
-static_assert(kBmcNews.size() == static_cast<std::size_t>(BmcNews::Unreadable) + 1);
+static_assert(kBmcNews.size() == static_cast<std::size_t>(BmcNews::Loop) + 1);
 
 nlohmann::json codeJson(u32 code)
 {
@@ -79,7 +79,8 @@ class JsonSink : public Sink
             j["text"] = e.text;
             break;
         case Event::Kind::Bmc:
-            j["event"] = kBmcNews[static_cast<std::size_t>(e.news)];
+            j["event"] = bmcNewsWord(e.news);
+            j["number"] = e.number;
             j["text"] = e.text;
             break;
         }
@@ -124,6 +125,11 @@ class JsonSink : public Sink
 };
 
 } // namespace
+
+const char *bmcNewsWord(BmcNews news)
+{
+    return kBmcNews[static_cast<std::size_t>(news)];
+}
 
 std::unique_ptr<Sink> jsonSink(FILE *out, const JsonStamp &stamp)
 {
