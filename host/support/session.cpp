@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host_support/session.hpp"
 
+#include <sched.h>
 #include <utility>
 
 #include <platform/platform.h>
@@ -72,7 +73,16 @@ Session::~Session()
 
 std::optional<DisplayStep> Session::start()
 {
-    if (DIAG_PANEL_init(kHalHandle) != 0) {
+    // The library's threads are created as batch work (they inherit the policy): a frame posted
+    // then wakes the intake without preempting the poster, so a run of frames goes into the pipe
+    // whole and the intake takes it in one go, where each frame would otherwise cost a switch
+    // between the two threads, which the scheduler likes to keep on one processor.
+    const int policy = sched_getscheduler(0);
+    sched_param priority{};
+    sched_setscheduler(0, SCHED_BATCH, &priority);
+    const int started = DIAG_PANEL_init(kHalHandle);
+    sched_setscheduler(0, policy, &priority);
+    if (started != 0) {
         return std::nullopt;
     }
     const unsigned seconds = vclock::waitParked();
@@ -119,19 +129,21 @@ void Session::onLog(const HOST_LOG_LINE_S *line, void *arg)
         return;
     }
     auto &self = *static_cast<Session *>(arg);
-    std::lock_guard lock(self.mutex_);
     const std::optional<u32> marker = markerOf(line->acText);
-    if (!marker) {
-        self.lines_.push_back(*line);
-        return;
+    {
+        std::lock_guard lock(self.mutex_);
+        if (!marker) {
+            self.lines_.push_back(*line);
+            return;
+        }
+        // Steps wait for the intake, so the table holds still while frames are in flight.
+        self.effects_.push_back({*marker, std::exchange(self.lines_, {}), faultTable()});
+        if (self.setup_.emptyTableAtMarker) {
+            DIAG_PANEL_LockFreeAllHashList();
+        }
+        self.lastMarker_ = *marker;
     }
-    // Steps wait for the intake, so the table holds still while frames are in flight.
-    self.effects_.push_back({*marker, std::exchange(self.lines_, {}), faultTable()});
-    if (self.setup_.emptyTableAtMarker) {
-        DIAG_PANEL_LockFreeAllHashList();
-    }
-    self.lastMarker_ = *marker;
-    self.marked_.notify_all();
+    self.marked_.notify_all(); // after the unlock: the woken waiter finds the mutex free
 }
 
 std::deque<Effects> Session::waitFor(u32 marker, std::chrono::milliseconds timeout)
