@@ -19,6 +19,7 @@ constexpr std::size_t kMaxPeriod = 512;          // display steps in the longest
 constexpr std::size_t kSettleSteps = 8;          // after an input, before a cycle may be skipped
 constexpr std::size_t kTailSteps = 4096;         // at the end, the longest wait for a steady cycle
 constexpr auto kWait = std::chrono::seconds(10); // for the intake to take what was posted
+constexpr std::size_t kPostRun = 16;             // inputs posted at once, while the tool reads on
 constexpr auto kProgressEvery = std::chrono::milliseconds(100);
 
 // "10 s", for the warnings that say what was waited for in vain.
@@ -145,10 +146,26 @@ void Replay::play(const Item &item)
     if (!posted) {
         settle(); // a platform setting applies to the frames after it only
     }
-    const int result = apply(item);
-    inFlight_.push_back({item, at, times_, result, session_->mark()});
+    inFlight_.push_back({item, at, times_, posted ? 0 : apply(item), 0});
+    if (inFlight_.size() - sent_ >= kPostRun) {
+        post();
+    }
     if (inFlight_.size() >= std::max<std::size_t>(options_.batch, 1)) {
         settle();
+    }
+}
+
+// The frames of the inputs not yet posted, each followed by its marker, back to back: the intake
+// takes them without waiting in read() between two, and each wait there costs a wake-up.
+void Replay::post()
+{
+    for (; sent_ < inFlight_.size(); ++sent_) {
+        InFlight &input = inFlight_[sent_];
+        const Item::Kind kind = input.item.kind;
+        if (kind == Item::Kind::Sel || kind == Item::Kind::Event) {
+            input.result = apply(input.item);
+        }
+        input.marker = session_->mark();
     }
 }
 
@@ -183,6 +200,7 @@ void Replay::settle()
     if (inFlight_.empty()) {
         return;
     }
+    post();
     std::deque<host::Effects> effects = session_->waitFor(inFlight_.back().marker, kWait);
     for (InFlight &input : inFlight_) {
         const auto found =
@@ -198,6 +216,7 @@ void Replay::settle()
         }
     }
     inFlight_.clear();
+    sent_ = 0;
 }
 
 void Replay::written(const InFlight &input, const host::Effects *effects)
@@ -422,7 +441,6 @@ void Replay::finish(std::size_t problems, bool runOn)
     for (Sink *sink : sinks_) {
         sink->end(summary);
     }
-    session_.reset();
 }
 
 void Replay::progress(bool last)

@@ -75,7 +75,7 @@ class Replay
     void finish(std::size_t problems, bool runOn = true);
 
   private:
-    // An input posted (or applied), its effects not yet written out.
+    // An input played (a platform setting applied), its effects not yet written out.
     struct InFlight {
         Item item;
         uint64_t at;
@@ -89,6 +89,7 @@ class Replay
     void step();
     void trySkip(uint64_t until);
     bool drain();
+    void post();
     int apply(const Item &item);
     void settle();
     void written(const InFlight &input, const host::Effects *effects);
@@ -106,6 +107,7 @@ class Replay
     TimeMap times_;
     const TimeMap *clockOf_ = &times_; // the SEL clock of the events being written out
     std::vector<InFlight> inFlight_;
+    std::size_t sent_ = 0; // of inFlight_, those whose frames are posted
     uint64_t current_ = 0; // the time of the input or display step in hand
     unsigned parked_ = 0;  // seconds of the display's pending sleep
     uint64_t skipped_ = 0; // virtual seconds of whole cycles not stepped
