@@ -130,6 +130,7 @@ void Session::onLog(const HOST_LOG_LINE_S *line, void *arg)
     }
     auto &self = *static_cast<Session *>(arg);
     const std::optional<u32> marker = markerOf(line->acText);
+    bool awaited = false;
     {
         std::lock_guard lock(self.mutex_);
         if (!marker) {
@@ -142,8 +143,11 @@ void Session::onLog(const HOST_LOG_LINE_S *line, void *arg)
             DIAG_PANEL_LockFreeAllHashList();
         }
         self.lastMarker_ = *marker;
+        awaited = *marker == self.awaited_;
     }
-    self.marked_.notify_all(); // after the unlock: the woken waiter finds the mutex free
+    if (awaited) {                 // the markers before it would wake the waiter for nothing
+        self.marked_.notify_all(); // after the unlock: the woken waiter finds the mutex free
+    }
 }
 
 std::deque<Effects> Session::waitFor(u32 marker, std::chrono::milliseconds timeout)
@@ -154,7 +158,9 @@ std::deque<Effects> Session::waitFor(u32 marker, std::chrono::milliseconds timeo
     }
     std::unique_lock lock(mutex_);
     if (marker != 0) {
+        awaited_ = marker;
         marked_.wait_for(lock, timeout, marked);
+        awaited_ = 0;
     }
     return std::exchange(effects_, {});
 }

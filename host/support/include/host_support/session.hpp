@@ -94,6 +94,7 @@ class Session
     std::vector<HOST_LOG_LINE_S> lines_;
     std::deque<Effects> effects_;
     std::atomic<u32> lastMarker_ = 0; // changed under the mutex, read without it while yielding
+    u32 awaited_ = 0;                 // the marker waitFor() sleeps on
 };
 
 // The fault table, bucket by bucket in chain order.
