@@ -79,7 +79,9 @@ std::optional<DisplayStep> Session::start()
     // between the two threads, which the scheduler likes to keep on one processor.
     const int policy = sched_getscheduler(0);
     sched_param priority{};
-    sched_setscheduler(0, SCHED_BATCH, &priority);
+    sched_getparam(0, &priority);
+    const sched_param batch{};
+    sched_setscheduler(0, SCHED_BATCH, &batch);
     const int started = DIAG_PANEL_init(kHalHandle);
     sched_setscheduler(0, policy, &priority);
     if (started != 0) {
