@@ -2,14 +2,19 @@
 // diagpanel replay's throughput: a 65,535-record SEL (the most a SEL's 16-bit record IDs number)
 // written in each capture format and as a scenario, replayed by the tool as a user runs it;
 // records a second and the tool's peak memory. Four sensors assert and deassert, at one of three
-// paces: a burst (8 records a second), a flood (1 to 3 s apart) and a SEL spread over months
-// (1 s to 10 min apart). The slower the pace, the more display steps between records.
+// paces: a burst (8 records a second), a flood (1 to 3 s apart), one record a second, and a SEL
+// spread over months (1 s to 10 min apart). The slower the pace, the more display steps between
+// records. The capture of one record a second is also replayed beside a busy process on each
+// core, as on a shared build machine.
 //   bench_replay <diagpanel>
 #include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string>
+#include <sched.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -25,7 +30,7 @@ constexpr unsigned kRecords = 65535;
 constexpr u32 kStart = 0x65E1A2C0; // 2024-03-01 09:41:20
 constexpr int kRuns = 5;
 
-enum class Pace { Burst, Flood, Spread };
+enum class Pace { Burst, Flood, Second, Spread };
 
 // The SEL: memory, power supply, temperature and fan faults, asserted then deasserted.
 std::vector<host::SelBytes> records(Pace pace)
@@ -42,9 +47,10 @@ std::vector<host::SelBytes> records(Pace pace)
         host::SelBytes r = kinds[i % 4];
         r[0] = static_cast<u8>((i + 1) & 0xFF);
         r[1] = static_cast<u8>((i + 1) >> 8);
-        stamp += pace == Pace::Spread  ? kSpreadGaps[(i * 7) % 5]
-                 : pace == Pace::Flood ? kGaps[i % 4]
-                                       : (i % 8 == 0 ? 1 : 0);
+        stamp += pace == Pace::Spread   ? kSpreadGaps[(i * 7) % 5]
+                 : pace == Pace::Flood  ? kGaps[i % 4]
+                 : pace == Pace::Second ? 1
+                                        : (i % 8 == 0 ? 1 : 0);
         for (int b = 0; b < 4; ++b) {
             r[3 + b] = static_cast<u8>(stamp >> (8 * b));
         }
@@ -127,12 +133,27 @@ Run replay(const char *tool, const std::string &input)
     return {took.count(), usage.ru_maxrss};
 }
 
+// A process that keeps one core busy, as another's build or fuzzer would, until it is killed.
+pid_t busyOn(int core)
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        cpu_set_t one;
+        CPU_ZERO(&one);
+        CPU_SET(core, &one);
+        sched_setaffinity(0, sizeof one, &one);
+        for (volatile unsigned long spin = 0;; spin = spin + 1) {
+        }
+    }
+    return child;
+}
+
 } // namespace
 
 int main(int argc, char **argv)
 {
-    if (argc != 2) {
-        fprintf(stderr, "usage: %s <diagpanel>\n", argv[0]);
+    if (argc != 2 && argc != 3) {
+        fprintf(stderr, "usage: %s <diagpanel> [text of the cases to run]\n", argv[0]);
         return 2;
     }
     char dir[] = "/tmp/bench-replay-XXXXXX";
@@ -145,6 +166,7 @@ int main(int argc, char **argv)
         const char *file;
         Pace pace;
         const char *what;
+        bool busy; // beside a busy process on each core
     };
     const Case cases[] = {
         {"binary", "burst.bin", Pace::Burst, "binary, burst (8 a second)"},
@@ -153,13 +175,28 @@ int main(int argc, char **argv)
         {"ipmi-sel", "dump.txt", Pace::Flood, "ipmi-sel, flood"},
         {"scenario", "flood.scn", Pace::Flood, "scenario, flood (sel and wait lines)"},
         {"events", "save.txt", Pace::Flood, "events (the tool's 4 s apart)"},
-        {"binary", "spread.bin", Pace::Spread, "binary, spread over months (1 s-10 min)"}};
+        {"binary", "spread.bin", Pace::Spread, "binary, spread over months (1 s-10 min)"},
+        {"binary", "second.bin", Pace::Second, "binary, 1 s apart"},
+        {"binary", "second.bin", Pace::Second, "binary, 1 s apart, beside a busy process a core",
+         true}};
+    const long cores = sysconf(_SC_NPROCESSORS_ONLN);
     for (const Case &c : cases) {
+        if (argc == 3 && strstr(c.what, argv[2]) == nullptr) {
+            continue; // the cases named alone
+        }
         const std::string path = std::string(dir) + "/" + c.file;
         write(path, records(c.pace), c.format);
+        std::vector<pid_t> busy;
+        for (long core = 0; c.busy && core < cores; ++core) {
+            busy.push_back(busyOn(static_cast<int>(core)));
+        }
         std::vector<Run> runs;
         for (int i = 0; i < kRuns; ++i) {
             runs.push_back(replay(argv[1], path));
+        }
+        for (const pid_t child : busy) {
+            kill(child, SIGKILL);
+            waitpid(child, nullptr, 0);
         }
         std::sort(runs.begin(), runs.end(),
                   [](const Run &a, const Run &b) { return a.seconds < b.seconds; });

@@ -118,7 +118,8 @@ echo "== idle CPU, real 10-second window"
 run "$host/bench/bench_idle_cpu"
 
 echo
-echo "== diagpanel replay throughput and peak memory (65,535 records, median of 5 runs)"
+echo "== diagpanel replay throughput and peak memory (65,535 records, median of 5 runs; the capture"
+echo "   of one record a second also beside a busy process on each core)"
 run "$host/bench/bench_replay" "$host/tools/diagpanel"
 
 echo

@@ -30,6 +30,10 @@ Clock &virtualClock()
     return instance;
 }
 
+// Set while a thread takes a display step itself (vclock::stepHere): its sleeps only say how long
+// the next step is away.
+thread_local bool t_steppingHere = false;
+
 bool inDisplayThread()
 {
     char name[16] = {};
@@ -41,6 +45,12 @@ bool inDisplayThread()
 
 extern "C" unsigned int sleep(unsigned int seconds)
 {
+    if (t_steppingHere) {
+        Clock &c = virtualClock();
+        std::lock_guard lock(c.mutex);
+        c.requested = seconds;
+        return 0;
+    }
     if (!inDisplayThread()) {
         timespec delay{static_cast<time_t>(seconds), 0};
         while (nanosleep(&delay, &delay) != 0) {
@@ -91,6 +101,21 @@ unsigned step(std::chrono::milliseconds timeout)
 {
     release();
     return waitParked(timeout);
+}
+
+unsigned stepHere(void (*turn)())
+{
+    Clock &c = virtualClock();
+    {
+        std::lock_guard lock(c.mutex);
+        c.now += c.requested;
+        c.requested = 0;
+    }
+    t_steppingHere = true;
+    turn();
+    t_steppingHere = false;
+    std::lock_guard lock(c.mutex);
+    return c.requested;
 }
 
 bool waitResumed(std::chrono::milliseconds timeout)

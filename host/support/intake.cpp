@@ -2,6 +2,7 @@
 #include "host_support/intake.hpp"
 
 #include <atomic>
+#include <charconv>
 #include <string>
 
 #include <host_platform/diagpanel_host.h>
@@ -11,11 +12,31 @@ namespace host {
 
 namespace {
 
-// Marker event types: far above the last real event type, one per drain.
-constexpr u32 kMarkerBase = 0xD7A10000;
+// markerLine() of a marker: this text, then the sequence in four hex digits.
 constexpr std::string_view kMarkerPrefix = "Unknown event type: 0xd7a1";
+constexpr std::size_t kSequenceDigits = 4;
 
 } // namespace
+
+u32 nextMarker()
+{
+    static std::atomic<u32> next{0};
+    return kMarkerBase | (next.fetch_add(1, std::memory_order_relaxed) & ~kMarkerMask);
+}
+
+std::optional<u32> markerOf(std::string_view text)
+{
+    if (!text.starts_with(kMarkerPrefix) || text.size() != kMarkerPrefix.size() + kSequenceDigits) {
+        return std::nullopt;
+    }
+    u32 sequence = 0;
+    const char *digits = text.data() + kMarkerPrefix.size();
+    const auto [end, error] = std::from_chars(digits, text.data() + text.size(), sequence, 16);
+    if (error != std::errc{} || end != text.data() + text.size()) {
+        return std::nullopt;
+    }
+    return kMarkerBase | sequence;
+}
 
 bool waitForLine(u32 from, std::string_view text, u32 timeoutMs)
 {
@@ -35,18 +56,12 @@ bool waitForLine(u32 from, std::string_view text, u32 timeoutMs)
 
 bool drainIntake(u32 timeoutMs)
 {
-    static std::atomic<u32> next{0};
-    const u32 marker = kMarkerBase | (next++ & 0xFFFFu);
+    const u32 marker = nextMarker();
     const u32 from = HOST_LogCount();
     if (postEvent(marker) != 0) {
         return false;
     }
     return waitForLine(from, markerLine(marker), timeoutMs);
-}
-
-bool isDrainMarker(std::string_view text)
-{
-    return text.starts_with(kMarkerPrefix);
 }
 
 } // namespace host

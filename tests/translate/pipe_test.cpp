@@ -19,6 +19,7 @@
 #include <boards/catalogue.hpp>
 
 #include "host_support/frames.hpp"
+#include "host_support/intake.hpp"
 #include "tests/support/harness.hpp"
 
 namespace {
@@ -133,6 +134,32 @@ class PipeTest : public testing::Test
 
     int writer_ = -1;
 };
+
+// Every host program tells the intake's progress by the same markers: the lines the intake logs
+// for two markers name them, in order, and no other line passes for one.
+TEST_F(PipeTest, AMarkersLineNamesItAndNoOtherLineIsOne)
+{
+    const test::LogCursor log;
+    const u32 markers[] = {host::nextMarker(), host::nextMarker()};
+    ASSERT_NE(markers[0], markers[1]);
+    for (const u32 marker : markers) {
+        ASSERT_EQ(host::postEvent(marker), 0);
+    }
+    ASSERT_TRUE(arrives(markers[1]));
+    std::vector<u32> seen;
+    for (const std::string &text : log.texts()) {
+        if (const std::optional<u32> marker = host::markerOf(text)) {
+            seen.push_back(*marker);
+        }
+    }
+    EXPECT_EQ(seen, std::vector<u32>(std::begin(markers), std::end(markers)));
+    for (const char *other :
+         {"Unknown event type: 0xd7a20001", "Unknown event type: 0xd7a1000",
+          "Unknown event type: 0xd7a10001 ", "Unknown event type: 0xd7a1zz01",
+          "Unknown event type: 0x21", "[DiagPanel_translate] Unknown event type: 0xd7a10001"}) {
+        EXPECT_FALSE(host::markerOf(other)) << other;
+    }
+}
 
 TEST_F(PipeTest, PostingFillsTheFrameAndRefusesBadArguments)
 {

@@ -39,7 +39,7 @@ add_library(diagpanel_replay STATIC
   ${dir}/diagpanel/timeline/svg.cpp ${dir}/diagpanel/timeline/outputs.cpp
   ${dir}/diagpanel/tables.cpp)
 target_link_libraries(diagpanel_replay PUBLIC diagpanel_readers
-  DiagnosticPanel diagpanel_boards diagpanel_host_support diagpanel_vclock diagpanel_toolcommon
+  DiagnosticPanel diagpanel_boards diagpanel_host_support diagpanel_session diagpanel_toolcommon
   diagpanel_toolheaders)
 target_compile_options(diagpanel_replay PRIVATE ${DIAGPANEL_WARNINGS})
 

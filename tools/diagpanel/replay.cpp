@@ -2,116 +2,30 @@
 #include "tools/diagpanel/replay.hpp"
 
 #include <algorithm>
-#include <atomic>
-#include <condition_variable>
-#include <cstdlib>
 #include <cstring>
-#include <mutex>
-#include <unistd.h>
+#include <string>
 #include <utility>
 
 #include <diagpanel/diagpanel.h>
 #include <platform/platform.h>
 
-#include <host_platform/diagpanel_host.h>
-#include <host_platform/yield_wait.hpp>
-#include <host_platform/virtual_clock.hpp>
-#include "host_support/private_var.hpp"
-
 namespace diagpanel {
 
 namespace {
 
-constexpr u32 kHalHandle = 0x5A;
 constexpr u32 kPreInit = 0x20000000u; // SEL timestamps below count from the controller's start
 constexpr unsigned kStepSeconds = 4;
-constexpr std::size_t kMaxPeriod = 512;  // display steps in the longest cycle looked for
-constexpr std::size_t kSettleSteps = 8;  // after an input, before a cycle may be skipped
-constexpr std::size_t kTailSteps = 4096; // at the end, the longest wait for a steady cycle
-constexpr u32 kWaitMs = 10000;
+constexpr std::size_t kMaxPeriod = 512;          // display steps in the longest cycle looked for
+constexpr std::size_t kSettleSteps = 8;          // after an input, before a cycle may be skipped
+constexpr std::size_t kTailSteps = 4096;         // at the end, the longest wait for a steady cycle
+constexpr auto kWait = std::chrono::seconds(10); // for the intake to take what was posted
+constexpr std::size_t kPostRun = 16;             // inputs posted at once, while the tool reads on
+constexpr auto kProgressEvery = std::chrono::milliseconds(100);
 
-// Markers: display events of a type the intake refuses with a warning that names it. Once a
-// marker's line is logged, every frame posted before it has been taken.
-constexpr u32 kMarkerBase = 0xD1A60000u;
-constexpr u32 kMarkerMask = 0xFFFF0000u;
-
-// What the library logged at warning level or above, as it comes; at each marker, the lines
-// logged since the marker before it and the fault table as it then is: the effects of the
-// frames between the two, taken on the intake's thread while the next frames wait in the pipe.
-struct Collected {
-    std::mutex mutex;
-    std::condition_variable marked;
-    std::vector<HOST_LOG_LINE_S> lines;
-    std::deque<Effects> effects;
-    std::atomic<u32> lastMarker = 0; // changed under the mutex, read without it while yielding
-};
-Collected &collected()
+// "10 s", for the warnings that say what was waited for in vain.
+std::string waited()
 {
-    static Collected &instance = *new Collected; // library threads may log while the tool exits
-    return instance;
-}
-
-std::vector<DIAG_PANEL_MSG_S> snapshot();
-
-void keepWarning(const HOST_LOG_LINE_S *line, void *)
-{
-    if (line->uiLevel > 4) {
-        return;
-    }
-    Collected &c = collected();
-    std::lock_guard lock(c.mutex);
-    const char *number = strstr(line->acText, "Unknown event type: ");
-    const u32 marker = number != nullptr ? static_cast<u32>(strtoul(number + 20, nullptr, 16)) : 0;
-    if ((marker & kMarkerMask) != kMarkerBase) {
-        c.lines.push_back(*line);
-        return;
-    }
-    // The display thread is parked while frames are in flight, so the table holds still.
-    c.effects.push_back({marker, std::exchange(c.lines, {}), snapshot()});
-    c.lastMarker = marker;
-    c.marked.notify_all();
-}
-
-std::vector<HOST_LOG_LINE_S> takeWarnings()
-{
-    Collected &c = collected();
-    std::lock_guard lock(c.mutex);
-    return std::exchange(c.lines, {});
-}
-
-int post(u8 type, const u8 *body, u32 length, u8 severity)
-{
-    // Words, so that the header is aligned as a firmware caller's would be.
-    u32 buffer[(sizeof(DIAG_PANEL_PIPE_MSG_S) + DIAG_PANEL_SEL_LEN) / sizeof(u32)] = {};
-    auto *frame = reinterpret_cast<DIAG_PANEL_PIPE_MSG_S *>(buffer);
-    frame->ucMsgType = type;
-    frame->ucSelLevel = severity;
-    frame->uiLen = length;
-    memcpy(frame->aucBuf, body, length);
-    return DIAG_PANEL_TRANS_postMessage(frame);
-}
-
-int postEvent(u32 type, u8 percent)
-{
-    u8 body[DIAG_PANEL_EVENT_LEN] = {};
-    memcpy(body, &type, sizeof type);
-    body[4] = percent;
-    return post(DIAG_PANEL_MSG_TYPE_EVENT, body, sizeof body, 0);
-}
-
-// The fault table, bucket by bucket.
-std::vector<DIAG_PANEL_MSG_S> snapshot()
-{
-    std::vector<DIAG_PANEL_MSG_S> out;
-    pthread_mutex_lock(&g_HashMutex);
-    for (u32 b = 0; g_stHashHandle.ppstList != nullptr && b < g_stHashHandle.uiListNum; ++b) {
-        for (const DIAG_PANEL_NODE_S *n = g_stHashHandle.ppstList[b]; n != nullptr;
-             n = n->pstNext) {
-            out.push_back(n->stMsg);
-        }
-    }
-    pthread_mutex_unlock(&g_HashMutex);
-    return out;
+    return std::to_string(kWait.count()) + " s";
 }
 
 bool sameEntry(const DIAG_PANEL_MSG_S &a, const DIAG_PANEL_MSG_S &b)
@@ -184,66 +98,37 @@ Replay::Replay(ReplayOptions options, std::vector<Sink *> sinks)
 
 bool Replay::start(std::string &why)
 {
-    const bool privateVar = host::usePrivateVar();
-    HOST_LogEcho(0);
-    HOST_SetBoardId(options_.board);
-    for (const auto &[number, name] : options_.names) {
-        HOST_SensorSetName(number, name.c_str());
-    }
-    // A fan fault in a capture was confirmed by the fan control when it was logged.
-    for (unsigned fan = 0; fan < 256; ++fan) {
-        HOST_FanSetError(static_cast<u8>(fan), 1);
-    }
-    HOST_LogHook(keepWarning, nullptr);
-    if (DIAG_PANEL_init(kHalHandle) != 0 || vclock::waitParked() == 0) {
+    host::SessionSetup setup;
+    setup.board = options_.board;
+    setup.names = options_.names;
+    setup.fansFailing = true; // a fan fault in a capture was confirmed by the fan control
+    host::Session &session = session_.emplace(std::move(setup));
+    const std::optional<host::DisplayStep> first = session.start();
+    if (!first) {
         why = "the library did not start";
         return false;
     }
-    parked_ = vclock::waitParked();
-    if (postEvent(0xD1A60000u, 0) != 0) {
-        why = privateVar ? "the library's intake did not start"
-                         : "cannot create " DIAG_PANEL_PIPE_PATH
-                           " (no private /var: run as root, or allow user namespaces)";
+    parked_ = first->seconds;
+    if (session.mark() == 0) {
+        why = session.privateVar() ? "the library's intake did not start"
+                                   : "cannot create " DIAG_PANEL_PIPE_PATH
+                                     " (no private /var: run as root, or allow user namespaces)";
         return false;
     }
-    takeWarnings();
-    const u32 codes = HOST_PanelCount();
-    pending_.push_back(
-        {0, codes > 0 ? std::optional<u32>(HOST_PanelCode(codes - 1)) : std::nullopt, parked_});
+    session.takeWarnings();
+    pending_.push_back({0, first->code, parked_});
     return drain();
 }
 
 uint64_t Replay::now() const
 {
-    return vclock::now() + skipped_;
-}
-
-u32 Replay::postMarker()
-{
-    // Sixteen bits of sequence: far more than the frames ever in flight at once.
-    marker_ = kMarkerBase | ((marker_ + 1) & 0xFFFFu);
-    marker_ += (marker_ & 0xFFFFu) == 0 ? 1 : 0;
-    return postEvent(marker_, 0) == 0 ? marker_ : 0;
-}
-
-std::deque<Effects> Replay::waitFor(u32 marker)
-{
-    Collected &c = collected();
-    const auto marked = [&] { return c.lastMarker == marker; };
-    if (marker != 0) {
-        host::yieldUntil(marked); // the intake takes a few frames faster than a wake-up
-    }
-    std::unique_lock lock(c.mutex);
-    if (marker != 0) {
-        c.marked.wait_for(lock, std::chrono::milliseconds(kWaitMs), marked);
-    }
-    return std::exchange(c.effects, {});
+    return session_->seconds() + skipped_;
 }
 
 bool Replay::drain()
 {
-    const u32 marker = postMarker();
-    const std::deque<Effects> effects = waitFor(marker);
+    const u32 marker = session_->mark();
+    const std::deque<host::Effects> effects = session_->waitFor(marker, kWait);
     return marker != 0 && !effects.empty() && effects.back().marker == marker;
 }
 
@@ -261,10 +146,26 @@ void Replay::play(const Item &item)
     if (!posted) {
         settle(); // a platform setting applies to the frames after it only
     }
-    const int result = apply(item);
-    inFlight_.push_back({item, at, times_, result, postMarker()});
+    inFlight_.push_back({item, at, times_, posted ? 0 : apply(item), 0});
+    if (inFlight_.size() - sent_ >= kPostRun) {
+        post();
+    }
     if (inFlight_.size() >= std::max<std::size_t>(options_.batch, 1)) {
         settle();
+    }
+}
+
+// The frames of the inputs not yet posted, each followed by its marker, back to back: the intake
+// takes them without waiting in read() between two, and each wait there costs a wake-up.
+void Replay::post()
+{
+    for (; sent_ < inFlight_.size(); ++sent_) {
+        InFlight &input = inFlight_[sent_];
+        const Item::Kind kind = input.item.kind;
+        if (kind == Item::Kind::Sel || kind == Item::Kind::Event) {
+            input.result = apply(input.item);
+        }
+        input.marker = session_->mark();
     }
 }
 
@@ -272,10 +173,9 @@ int Replay::apply(const Item &item)
 {
     switch (item.kind) {
     case Item::Kind::Sel:
-        return post(DIAG_PANEL_MSG_TYPE_SEL, item.sel.data(), DIAG_PANEL_SEL_LEN,
-                    item.severity.value_or(options_.severity.value_or(0)));
+        return session_->postSel(item.sel, item.severity.value_or(options_.severity.value_or(0)));
     case Item::Kind::Event:
-        return postEvent(item.eventType, item.percent);
+        return session_->postEvent(item.eventType, item.percent);
     case Item::Kind::DiagMode:
         __atomic_store_n(&g_diag_mode_flag, item.on ? 1u : 0u, __ATOMIC_RELAXED);
         break;
@@ -300,11 +200,13 @@ void Replay::settle()
     if (inFlight_.empty()) {
         return;
     }
-    std::deque<Effects> effects = waitFor(inFlight_.back().marker);
+    post();
+    std::deque<host::Effects> effects = session_->waitFor(inFlight_.back().marker, kWait);
     for (InFlight &input : inFlight_) {
-        const auto found = std::find_if(effects.begin(), effects.end(), [&](const Effects &e) {
-            return input.marker != 0 && e.marker == input.marker;
-        });
+        const auto found =
+            std::find_if(effects.begin(), effects.end(), [&](const host::Effects &e) {
+                return input.marker != 0 && e.marker == input.marker;
+            });
         effects.erase(effects.begin(), found);
         const TimeMap *times = std::exchange(clockOf_, &input.times);
         written(input, effects.empty() ? nullptr : &effects.front());
@@ -314,9 +216,10 @@ void Replay::settle()
         }
     }
     inFlight_.clear();
+    sent_ = 0;
 }
 
-void Replay::written(const InFlight &input, const Effects *effects)
+void Replay::written(const InFlight &input, const host::Effects *effects)
 {
     if (skippedCycles_ > 0) {
         flushPanel(input.at); // a skipped stretch ends with the input that follows it
@@ -340,7 +243,7 @@ void Replay::written(const InFlight &input, const Effects *effects)
         Event stuck;
         stuck.kind = Event::Kind::Warning;
         stuck.level = 2;
-        stuck.text = "the library's intake did not take the record within 10 s";
+        stuck.text = "the library's intake did not take the record within " + waited();
         emit(stuck, &item);
     }
     changes(&item, effects != nullptr ? effects->warnings : std::vector<HOST_LOG_LINE_S>{},
@@ -429,23 +332,19 @@ void Replay::runUntil(uint64_t time)
 
 void Replay::step()
 {
-    const u32 before = HOST_PanelCount();
-    const unsigned next = vclock::step();
+    const host::DisplayStep taken = session_->step();
     const uint64_t at = now();
     current_ = at;
-    const u32 after = HOST_PanelCount();
-    pending_.push_back(
-        {at, after > before ? std::optional<u32>(HOST_PanelCode(after - 1)) : std::nullopt,
-         next != 0 ? next : kStepSeconds});
-    parked_ = next != 0 ? next : kStepSeconds;
-    if (next == 0) {
+    parked_ = taken.seconds != 0 ? taken.seconds : kStepSeconds;
+    pending_.push_back({at, taken.code, parked_});
+    if (taken.seconds == 0) {
         Event stuck;
         stuck.kind = Event::Kind::Warning;
         stuck.level = 2;
-        stuck.text = "the display thread did not come back to its sleep within 10 s";
+        stuck.text = "the display step did not end in its sleep";
         emit(stuck, nullptr);
     }
-    changes(nullptr, takeWarnings(), snapshot()); // the display thread's own
+    changes(nullptr, session_->takeWarnings(), host::faultTable()); // the display step's own
 }
 
 // Nothing changes while the display repeats a steady cycle: whole cycles up to the next input
@@ -535,14 +434,13 @@ void Replay::finish(std::size_t problems, bool runOn)
     progress(true);
     summary.time = runOn ? now() + parked_ : std::max(now(), current_);
     summary.sel = times_.selClock(summary.time);
-    summary.faults = snapshot();
+    summary.faults = host::faultTable();
     summary.records = played_;
     summary.problems = problems;
     summary.live = !runOn;
     for (Sink *sink : sinks_) {
         sink->end(summary);
     }
-    HOST_LogHook(nullptr, nullptr);
 }
 
 void Replay::progress(bool last)
@@ -553,7 +451,7 @@ void Replay::progress(bool last)
     const auto t = std::chrono::steady_clock::now();
     if (last) {
         fputs("\r\033[K", stderr);
-    } else if (t - lastProgress_ > std::chrono::milliseconds(100)) {
+    } else if (t - lastProgress_ > kProgressEvery) {
         lastProgress_ = t;
         fprintf(stderr, "\r\033[K%zu/%zu inputs, virtual time %s", played_, options_.total,
                 clock(now()).c_str());

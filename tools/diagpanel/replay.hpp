@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The replay: the real library and the stand-in platform in this process, every input posted
-// through the library's pipe in order, and the display thread stepped in virtual time.
+// through the library's pipe in order, and the display stepped in virtual time (host::Session).
 #pragma once
 
 #include <chrono>
@@ -10,6 +10,7 @@
 #include <vector>
 
 #include <host_platform/diagpanel_host.h>
+#include "host_support/session.hpp"
 #include "tools/diagpanel/readers/inputs.hpp"
 #include "tools/diagpanel/timeline.hpp"
 
@@ -25,13 +26,6 @@ struct ReplayOptions {
     // returns; more keep the library's intake busy instead of waiting for it input by input.
     // The timeline is the same.
     std::size_t batch = 1;
-};
-
-// What the frames before a marker did: the library's warnings and the fault table after them.
-struct Effects {
-    u32 marker = 0;
-    std::vector<HOST_LOG_LINE_S> warnings;
-    std::vector<DIAG_PANEL_MSG_S> table;
 };
 
 // Maps each input onto the virtual clock: SEL timestamps as they pass (pre-init ones counted
@@ -81,7 +75,7 @@ class Replay
     void finish(std::size_t problems, bool runOn = true);
 
   private:
-    // An input posted (or applied), its effects not yet written out.
+    // An input played (a platform setting applied), its effects not yet written out.
     struct InFlight {
         Item item;
         uint64_t at;
@@ -95,11 +89,10 @@ class Replay
     void step();
     void trySkip(uint64_t until);
     bool drain();
-    u32 postMarker();
-    std::deque<Effects> waitFor(u32 marker);
+    void post();
     int apply(const Item &item);
     void settle();
-    void written(const InFlight &input, const Effects *effects);
+    void written(const InFlight &input, const host::Effects *effects);
     void changes(const Item *item, const std::vector<HOST_LOG_LINE_S> &warnings,
                  const std::vector<DIAG_PANEL_MSG_S> &table);
     void emit(Event event, const Item *item);
@@ -110,10 +103,11 @@ class Replay
 
     ReplayOptions options_;
     std::vector<Sink *> sinks_;
+    std::optional<host::Session> session_; // from start() on
     TimeMap times_;
     const TimeMap *clockOf_ = &times_; // the SEL clock of the events being written out
     std::vector<InFlight> inFlight_;
-    u32 marker_ = 0;
+    std::size_t sent_ = 0; // of inFlight_, those whose frames are posted
     uint64_t current_ = 0; // the time of the input or display step in hand
     unsigned parked_ = 0;  // seconds of the display's pending sleep
     uint64_t skipped_ = 0; // virtual seconds of whole cycles not stepped

@@ -6,12 +6,10 @@
 #include "tools/diagpanel/tables.hpp"
 
 #include <chrono>
-#include <condition_variable>
 #include <cstdarg>
 #include <cstring>
 #include <functional>
 #include <map>
-#include <mutex>
 #include <span>
 #include <string>
 #include <tuple>
@@ -24,7 +22,7 @@
 #include <host_platform/diagpanel_host.h>
 #include "host_support/frames.hpp"
 #include "host_support/log.hpp"
-#include "host_support/private_var.hpp"
+#include "host_support/session.hpp"
 #include "host_support/table.hpp"
 #include <boards/catalogue.hpp>
 
@@ -32,10 +30,8 @@ namespace diagpanel {
 
 namespace {
 
-constexpr u32 kHalHandle = 0x5A;
-constexpr u32 kMarkerBase = 0xD7A20000; // marker events: far above the last real event type
-constexpr char kMarkerPrefix[] = "Unknown event type: 0xd7a2";
-constexpr u8 kNoSeverity = 0; // each translator's own level applies
+constexpr auto kWait = std::chrono::seconds(60); // for the intake to take a sweep's records
+constexpr u8 kNoSeverity = 0;                    // each translator's own level applies
 constexpr u8 kDiskInstance = 7;
 constexpr u32 kFirstBoard = diag::board::k01030103;
 // Boards a translator knows beyond the catalogue (memory layouts only), the platform's "unknown
@@ -100,75 +96,49 @@ struct Record {
     u8 severity = kNoSeverity;
 };
 
-// Puts records through the intake back to back, each followed by a marker event. On the intake's
-// thread, the marker's log line closes the record's effect: the table as it then is (emptied
-// again for the next record) and the warnings logged since the record before.
+// Puts records through the intake back to back, each followed by a marker: each marker closes the
+// record's effect, the table as it then is (emptied again for the next record) and the warnings
+// logged since the record before.
 class Probe
 {
   public:
     bool start()
     {
-        if (!host::usePrivateVar()) {
-            return false;
-        }
-        HOST_LogEcho(0);
-        HOST_LogHook(onLog, this);
-        return DIAG_PANEL_InitHashTable() == 0;
+        host::SessionSetup setup;
+        setup.emptyTableAtMarker = true;
+        return session_.emplace(std::move(setup)).privateVar() && session_->startTable();
     }
 
     // The intake started on `board` (its sensor-name tables selected), then `answering` as the
     // board the platform reports to the translators. False when the intake refuses the board.
-    bool useBoard(u32 board, u32 answering)
-    {
-        HOST_Reset();
-        HOST_SetBoardId(board);
-        const bool started = DIAG_PANEL_TRANS_Init(kHalHandle) == 0;
-        HOST_SetBoardId(answering);
-        return started;
-    }
+    bool useBoard(u32 board, u32 answering) { return session_->startIntake(board, answering); }
 
     std::vector<Effect> run(const std::vector<Record> &records)
     {
-        {
-            std::lock_guard lock(mutex_);
-            done_.clear();
-            current_ = {};
-        }
-        u32 marker = kMarkerBase;
+        session_->takeWarnings(); // logged by the sections that call the library directly
+        u32 marker = 0;
         for (const Record &r : records) {
-            if (host::postSel(r.sel, r.severity) != 0 || host::postEvent(marker++) != 0) {
+            if (session_->postSel(r.sel, r.severity) != 0 || (marker = session_->mark()) == 0) {
                 return {};
             }
         }
-        std::unique_lock lock(mutex_);
-        cv_.wait_for(lock, std::chrono::seconds(60),
-                     [&] { return done_.size() == records.size(); });
-        return std::exchange(done_, {});
+        std::vector<Effect> out;
+        for (const host::Effects &e : session_->waitFor(marker, kWait)) {
+            Effect effect{e.table, {}};
+            for (const HOST_LOG_LINE_S &line : e.warnings) {
+                effect.warnings.emplace_back(host::withoutUnitPrefix(line.acText));
+            }
+            out.push_back(std::move(effect));
+        }
+        return out;
     }
 
     Effect one(const Record &record) { return run({record}).at(0); }
 
-  private:
-    static void onLog(const HOST_LOG_LINE_S *line, void *arg)
-    {
-        auto &self = *static_cast<Probe *>(arg);
-        std::lock_guard lock(self.mutex_);
-        if (strncmp(line->acText, kMarkerPrefix, sizeof kMarkerPrefix - 1) == 0) {
-            for (const host::TableEntry &e : host::tableSnapshot()) {
-                self.current_.entries.push_back(e.msg);
-            }
-            DIAG_PANEL_LockFreeAllHashList();
-            self.done_.push_back(std::exchange(self.current_, {}));
-            self.cv_.notify_all();
-        } else if (line->uiLevel <= 4) {
-            self.current_.warnings.emplace_back(host::withoutUnitPrefix(line->acText));
-        }
-    }
+    void stop() { session_.reset(); }
 
-    std::mutex mutex_;
-    std::condition_variable cv_;
-    Effect current_;
-    std::vector<Effect> done_;
+  private:
+    std::optional<host::Session> session_;
 };
 
 // A line of "input -> effect" pairs, runs of inputs with the same effect joined ("00-0F -"),
@@ -780,7 +750,7 @@ int printTables(std::FILE *out, std::optional<u32> board)
         printBoard(out, probe, sections, b);
     }
     DIAG_PANEL_TRANS_Deinit();
-    HOST_LogHook(nullptr, nullptr);
+    probe.stop();
     return 0;
 }
 

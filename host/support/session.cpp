@@ -1,0 +1,188 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host_support/session.hpp"
+
+#include <sched.h>
+#include <utility>
+
+#include <platform/platform.h>
+
+#include <host_platform/virtual_clock.hpp>
+#include <host_platform/yield_wait.hpp>
+#include "host_support/frames.hpp"
+#include "host_support/intake.hpp"
+#include "host_support/private_var.hpp"
+#include "host_support/table.hpp"
+
+namespace host {
+
+namespace {
+
+constexpr u32 kHalHandle = 0x5A;
+constexpr unsigned kFans = 256;          // every fan number a record can name
+constexpr u32 kWarningLevel = 4;         // log levels up to this one are warnings or worse
+constexpr unsigned kDiagModeSeconds = 1; // the display thread's sleep while the firmware's
+                                         // diagnostic mode owns the panel
+
+// One turn of the display thread's loop, as DIAG_PANEL_DisplayTask takes it.
+void displayTurn()
+{
+    if (__atomic_load_n(&g_diag_mode_flag, __ATOMIC_RELAXED) == 1) {
+        sleep(kDiagModeSeconds);
+    } else {
+        (void)DIAG_PANEL_StateProcess();
+    }
+}
+
+std::optional<u32> latestCode()
+{
+    const u32 codes = HOST_PanelCount();
+    return codes > 0 ? std::optional<u32>(HOST_PanelCode(codes - 1)) : std::nullopt;
+}
+
+} // namespace
+
+std::vector<DIAG_PANEL_MSG_S> faultTable()
+{
+    std::vector<DIAG_PANEL_MSG_S> out;
+    for (const TableEntry &entry : tableSnapshot()) {
+        out.push_back(entry.msg);
+    }
+    return out;
+}
+
+Session::Session(SessionSetup setup) : setup_(std::move(setup))
+{
+    privateVar_ = usePrivateVar();
+    HOST_LogEcho(0);
+    if (setup_.board) {
+        HOST_SetBoardId(*setup_.board);
+    }
+    for (const auto &[number, name] : setup_.names) {
+        HOST_SensorSetName(number, name.c_str());
+    }
+    for (unsigned fan = 0; setup_.fansFailing && fan < kFans; ++fan) {
+        HOST_FanSetError(static_cast<u8>(fan), 1);
+    }
+    HOST_LogHook(onLog, this);
+}
+
+Session::~Session()
+{
+    HOST_LogHook(nullptr, nullptr); // returns once no hook runs: none runs on a dead session
+}
+
+std::optional<DisplayStep> Session::start()
+{
+    // The library's threads are created as batch work (they inherit the policy): a frame posted
+    // then wakes the intake without preempting the poster, so a run of frames goes into the pipe
+    // whole and the intake takes it in one go, where each frame would otherwise cost a switch
+    // between the two threads, which the scheduler likes to keep on one processor.
+    const int policy = sched_getscheduler(0);
+    sched_param priority{};
+    sched_getparam(0, &priority);
+    const sched_param batch{};
+    sched_setscheduler(0, SCHED_BATCH, &batch);
+    const int started = DIAG_PANEL_init(kHalHandle);
+    sched_setscheduler(0, policy, &priority);
+    if (started != 0) {
+        return std::nullopt;
+    }
+    const unsigned seconds = vclock::waitParked();
+    if (seconds == 0) {
+        return std::nullopt;
+    }
+    return DisplayStep{latestCode(), seconds};
+}
+
+bool Session::startTable()
+{
+    return DIAG_PANEL_InitHashTable() == 0;
+}
+
+bool Session::startIntake(u32 board, u32 answering)
+{
+    HOST_Reset();
+    HOST_SetBoardId(board);
+    const bool started = DIAG_PANEL_TRANS_Init(kHalHandle) == 0;
+    HOST_SetBoardId(answering);
+    return started;
+}
+
+int Session::postSel(std::span<const u8> record, u8 severity)
+{
+    return postFrame(DIAG_PANEL_MSG_TYPE_SEL, record, severity);
+}
+
+int Session::postEvent(u32 type, u8 percent)
+{
+    return host::postEvent(type, percent);
+}
+
+u32 Session::mark()
+{
+    const u32 marker = nextMarker();
+    return postEvent(marker) == 0 ? marker : 0;
+}
+
+// On the intake's thread (a marker) or the stepping one (a step's warnings).
+void Session::onLog(const HOST_LOG_LINE_S *line, void *arg)
+{
+    if (line->uiLevel > kWarningLevel) {
+        return;
+    }
+    auto &self = *static_cast<Session *>(arg);
+    const std::optional<u32> marker = markerOf(line->acText);
+    bool awaited = false;
+    {
+        std::lock_guard lock(self.mutex_);
+        if (!marker) {
+            self.lines_.push_back(*line);
+            return;
+        }
+        // Steps wait for the intake, so the table holds still while frames are in flight.
+        self.effects_.push_back({*marker, std::exchange(self.lines_, {}), faultTable()});
+        if (self.setup_.emptyTableAtMarker) {
+            DIAG_PANEL_LockFreeAllHashList();
+        }
+        self.lastMarker_ = *marker;
+        awaited = *marker == self.awaited_;
+    }
+    if (awaited) {                 // the markers before it would wake the waiter for nothing
+        self.marked_.notify_all(); // after the unlock: the woken waiter finds the mutex free
+    }
+}
+
+std::deque<Effects> Session::waitFor(u32 marker, std::chrono::milliseconds timeout)
+{
+    const auto marked = [&] { return lastMarker_ == marker; };
+    if (marker != 0) {
+        yieldUntil(marked); // the intake takes a few frames faster than a wake-up
+    }
+    std::unique_lock lock(mutex_);
+    if (marker != 0) {
+        awaited_ = marker;
+        marked_.wait_for(lock, timeout, marked);
+        awaited_ = 0;
+    }
+    return std::exchange(effects_, {});
+}
+
+std::vector<HOST_LOG_LINE_S> Session::takeWarnings()
+{
+    std::lock_guard lock(mutex_);
+    return std::exchange(lines_, {});
+}
+
+DisplayStep Session::step()
+{
+    const u32 before = HOST_PanelCount();
+    const unsigned seconds = vclock::stepHere(displayTurn);
+    return {HOST_PanelCount() > before ? latestCode() : std::nullopt, seconds};
+}
+
+uint64_t Session::seconds() const
+{
+    return vclock::now();
+}
+
+} // namespace host
