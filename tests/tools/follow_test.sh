@@ -76,13 +76,15 @@ follower=
 [ "$(grep -c "input  SEL" "$work/out")" = 6 ] || fail "records lost or read twice"
 grep -q "follow: .* 6 records, 0 unreadable" "$work/err" || fail "stats"
 
-# A BMC that stops answering keeps follow no longer than --duration asks.
-IPMI_PASSWORD=secret timeout 60 "$tool" "${follow[@]}" --interval 0.2 --duration 6 >"$work/out" 2>"$work/err" &
+# A BMC that stops answering keeps follow no longer than --duration asks; its JSON Lines say so
+# too, stamped with the board and the BMC.
+IPMI_PASSWORD=secret timeout 60 "$tool" "${follow[@]}" --interval 0.2 --duration 6 --json >"$work/out" 2>"$work/err" &
 follower=$!
-waitFor "$work/out" "(sel:"
+waitFor "$work/out" '"source":"sel:'
 kill $sim; wait $sim 2>/dev/null
 waitFor "$work/err" "the BMC stopped answering"
 for _ in $(seq 300); do kill -0 $follower 2>/dev/null || break; sleep 0.1; done
 wait $follower || fail "follow --duration, the BMC gone, ended with $?"
 follower=
+grep '"kind":"bmc"' "$work/out" | grep '"event":"lost"' | grep -q "\"bmc\":\"127.0.0.1:$port\",\"board\":\"$board\"" || fail "no bmc event in the JSON Lines"
 echo "follow: every record once, through a clear and a restart; --duration kept with the BMC gone"

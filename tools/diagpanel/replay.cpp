@@ -291,6 +291,12 @@ void Replay::changes(const Item *item, const std::vector<HOST_LOG_LINE_S> &warni
     table_ = table;
 }
 
+void Replay::tell(Event event)
+{
+    settle();
+    emit(std::move(event), nullptr);
+}
+
 void Replay::emit(Event event, const Item *item)
 {
     if (event.kind != Event::Kind::Panel && event.kind != Event::Kind::Repeat) {

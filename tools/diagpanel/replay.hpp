@@ -70,6 +70,9 @@ class Replay
     bool start(std::string &why);
     uint64_t beginFile() { return times_.beginFile(); }
     void play(const Item &item);
+    // Writes out what is said of the inputs' source itself (what follow says of the BMC), after
+    // the effects of every input played so far.
+    void tell(Event event);
     // Writes the summary. A replay first runs the display on until its cycle is steady, as the
     // firmware would be left; a live run (`runOn` false) stops where its clock is.
     void finish(std::size_t problems, bool runOn = true);

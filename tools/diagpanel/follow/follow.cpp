@@ -202,6 +202,12 @@ int follow(const FollowArgs &args, u32 board)
         }
         for (const BmcNote &note : step.notes) {
             say(note.text);
+            Event told;
+            told.kind = Event::Kind::Bmc;
+            told.news = note.kind;
+            told.number = note.number;
+            told.text = note.text;
+            replay.tell(told);
             unreadable += note.kind == BmcNews::Unreadable ? 1 : 0;
         }
         // A poll can take seconds (retries, a long run of new records): records are timed by the
