@@ -46,6 +46,7 @@ struct SelPosition {
     std::optional<SelInfo> info; // none: not known; the SEL is walked again from its first record
     std::optional<u16> lastId;   // none: no record read yet
     SelEntry lastBytes{};
+    bool operator==(const SelPosition &) const = default;
 };
 
 class SelFollower
