@@ -144,9 +144,11 @@ class ScriptedBmc : public IpmiClient
 // reservation of another client), silent:N (no answer after N more commands), gap (the next
 // record numbered 10 further on), relabel (the last record's bytes carry another ID), loop:self /
 // loop:back / loop:zero (the last record's next ID is its own, the first's, 0000h), short / long
-// / empty / busy / ff (the next Get SEL Entry's answer), and "." (a step). Each step's notes and
-// records go into the trace as "kind:number" and letters, steps apart by " |"; its command count
-// into `commands`.
+// / empty / busy / ff (the next Get SEL Entry's answer), restart (a new follower goes on from the
+// position and the records told so far), restart:lag (from the position before the last step,
+// its last record the last one told, as the state store resumes when the position lags the
+// records it kept), and "." (a step). Each step's notes and records go into the trace as
+// "kind:number" and letters, steps apart by " |"; its command count into `commands`.
 const std::map<std::string, Reply<SelRecord>> kBadAnswers = {{"short", garbled(10)},
                                                              {"long", garbled(20)},
                                                              {"empty", garbled(0)},
@@ -160,13 +162,23 @@ struct Outcome {
 Outcome run(const char *script, bool fromStart = true)
 {
     ScriptedBmc bmc;
-    SelFollower follower(bmc, fromStart, std::chrono::seconds(1));
+    std::optional<SelFollower> follower;
+    follower.emplace(bmc, fromStart, std::chrono::seconds(1));
+    std::vector<SelEntry> told; // every record told, in order: what the state store keeps
+    SelPosition before;         // the position before the last step
     FollowClock::time_point now{std::chrono::hours(1)};
     std::istringstream words(script);
     std::ostringstream trace, commands;
     unsigned steps = 0;
     for (std::string w; words >> w;) {
-        if (w[0] == '+') {
+        if (w == "restart") {
+            follower.emplace(bmc, follower->position(), told, std::chrono::seconds(1));
+        } else if (w == "restart:lag") {
+            SelPosition at = before;
+            at.lastId = selRecordId(told.back());
+            at.lastBytes = told.back();
+            follower.emplace(bmc, at, told, std::chrono::seconds(1));
+        } else if (w[0] == '+') {
             bmc.add(static_cast<unsigned>(std::stoul(w.substr(1))));
         } else if (w == "clear") {
             bmc.sel.clear();
@@ -197,7 +209,9 @@ Outcome run(const char *script, bool fromStart = true)
         } else if (w.starts_with("silent:")) {
             bmc.answersLeft = static_cast<unsigned>(std::stoul(w.substr(7)));
         } else if (w == ".") {
-            const FollowStep step = follower.step(now);
+            before = follower->position();
+            const FollowStep step = follower->step(now);
+            told.insert(told.end(), step.records.begin(), step.records.end());
             trace << (steps++ > 0 ? " |" : "");
             for (const BmcNote &n : step.notes) {
                 trace << ' ' << bmcNewsWord(n.kind);
@@ -258,6 +272,17 @@ const Row kRows[] = {
      "+1 . +1 busy ff . +1 busy busy busy . +1 .", " a | b | unreadable:3 | d", "2 4 5 2"},
     {"a record that names another ID than it was read by: nothing after it lost",
      "+1 . +1 relabel . +1 .", " a | b | c"},
+    {"a restart with nothing new costs Get SEL Info alone", "+3 . restart .", " a b c |", "4 1"},
+    {"a restart with 2 new records: one command more each", "+3 . restart +2 .", " a b c | d e",
+     "4 3"},
+    {"a restart after a clear: told, followed from the first record", "+3 . restart clear +1 .",
+     " a b c | cleared d", "4 3"},
+    {"a restart from a position behind the records kept: none told twice, none lost",
+     "+3 . +2 . restart:lag . +1 .", " a b c | d e | | f", "4 3 3 2"},
+    {"a restart of --new-only: the record known at the start is still not told",
+     "+2 . restart +1 .", " | c", "2 2", false},
+    {"a full SEL told before a restart is not told again", "+1 full . restart . +1 room . full .",
+     " full a | | b | full"},
 };
 
 TEST(SelFollower, FollowsAScriptedBmc)

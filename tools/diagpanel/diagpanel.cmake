@@ -49,6 +49,12 @@ add_library(diagpanel_follow STATIC ${dir}/diagpanel/follow/ipmitool_session.cpp
 target_link_libraries(diagpanel_follow PUBLIC diagpanel_replay)
 target_compile_options(diagpanel_follow PRIVATE ${DIAGPANEL_WARNINGS})
 
+# What a watcher keeps of each BMC on disk: the records read and where its follower stands.
+add_library(diagpanel_state STATIC ${dir}/diagpanel/state/bmc_state.cpp
+  ${dir}/diagpanel/state/position_file.cpp)
+target_link_libraries(diagpanel_state PUBLIC diagpanel_follow)
+target_compile_options(diagpanel_state PRIVATE ${DIAGPANEL_WARNINGS})
+
 # The command line: a short main and one file a command, with the pieces they share.
 set(commands ${dir}/diagpanel/commands)
 add_executable(diagpanel ${dir}/diagpanel/main.cpp ${commands}/board.cpp ${commands}/outputs.cpp

@@ -46,6 +46,21 @@ void say(FollowStep &step, BmcNews kind, unsigned number, std::string text)
 
 } // namespace
 
+SelFollower::SelFollower(IpmiClient &client, const SelPosition &at, std::span<const SelEntry> seen,
+                         FollowClock::duration interval)
+    : client_(client), fromStart_(true), interval_(interval), known_(at.info),
+      seen_(seen.begin(), seen.end())
+{
+    // A last record without the SEL it was read from says nothing of where to go on: the walk
+    // from the first record does, and `seen` keeps it from telling a record twice.
+    if (at.info && at.lastId) {
+        lastId_ = at.lastId;
+        lastBytes_ = at.lastBytes;
+        seen_.insert(at.lastBytes); // --new-only's first record is known but never told
+    }
+    overflowSaid_ = at.info && at.info->overflow;
+}
+
 FollowStep SelFollower::step(FollowClock::time_point now)
 {
     FollowStep step;

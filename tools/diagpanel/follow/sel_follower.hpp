@@ -9,6 +9,7 @@
 #include <chrono>
 #include <optional>
 #include <set>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -39,6 +40,15 @@ struct FollowStep {
     std::optional<FollowClock::duration> pause;
 };
 
+// Where a follower stands, for one started later to go on from: the SEL as the last poll that
+// the BMC answered saw it, and the last record read, by the ID it was read by.
+struct SelPosition {
+    std::optional<SelInfo> info; // none: not known; the SEL is walked again from its first record
+    std::optional<u16> lastId;   // none: no record read yet
+    SelEntry lastBytes{};
+    bool operator==(const SelPosition &) const = default;
+};
+
 class SelFollower
 {
   public:
@@ -48,7 +58,13 @@ class SelFollower
         : client_(client), fromStart_(fromStart), interval_(interval)
     {
     }
+    // Goes on from `at` (a restart): the first poll is Get SEL Info, and only what changed since
+    // costs more. `seen` are the records read before, never new again. A full SEL that `at` saw
+    // was told already and is not told again.
+    SelFollower(IpmiClient &client, const SelPosition &at, std::span<const SelEntry> seen,
+                FollowClock::duration interval);
     FollowStep step(FollowClock::time_point now);
+    SelPosition position() const { return {known_, lastId_, lastBytes_}; }
 
   private:
     void poll(FollowStep &step);
