@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
-#include <cstring>
+#include <system_error>
 #include <fstream>
 #include <sstream>
 
@@ -122,7 +122,7 @@ std::string readWholeFile(const std::string &path)
     std::ifstream in(path, std::ios::binary);
     std::ostringstream text;
     if (!in || !(text << in.rdbuf())) {
-        fail(path, std::string("cannot read: ") + std::strerror(errno));
+        fail(path, std::string("cannot read: ") + std::generic_category().message(errno));
     }
     return text.str();
 }

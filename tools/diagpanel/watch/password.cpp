@@ -2,7 +2,7 @@
 // Passwords: read from a file only its owner may read, and kept where no message can show them.
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
+#include <system_error>
 #include <fcntl.h>
 #include <string.h>
 #include <sys/stat.h>
@@ -45,7 +45,7 @@ Password readPassword(const std::string &path)
     };
     const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) {
-        return refuse(std::strerror(errno));
+        return refuse(std::generic_category().message(errno));
     }
     struct stat s {
     };
@@ -56,7 +56,7 @@ Password readPassword(const std::string &path)
     if ((s.st_mode & (S_IRGRP | S_IROTH)) != 0) {
         close(fd);
         char mode[8];
-        std::snprintf(mode, sizeof mode, "%04o", static_cast<unsigned>(s.st_mode & 07777));
+        (void)std::snprintf(mode, sizeof mode, "%04o", static_cast<unsigned>(s.st_mode & 07777));
         throw InventoryError(std::string("permissions ") + mode + " for '" + path +
                              "' are too open: a password file must not be readable by others; "
                              "chmod 600 " +
@@ -69,7 +69,7 @@ Password readPassword(const std::string &path)
     const int error = errno;
     close(fd);
     if (n < 0) {
-        return refuse(std::strerror(error));
+        return refuse(std::generic_category().message(error));
     }
     const std::string_view text(buffer, static_cast<std::size_t>(n));
     std::string_view line = text.substr(0, text.find('\n'));

@@ -6,7 +6,7 @@
 #include <cctype>
 #include <cerrno>
 #include <charconv>
-#include <cstring>
+#include <system_error>
 #include <fcntl.h>
 #include <glob.h>
 #include <sys/stat.h>
@@ -61,7 +61,7 @@ std::string readStamped(const std::string &path, FileStamp &stamp)
 {
     const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) {
-        fail(path, std::string("cannot read: ") + std::strerror(errno));
+        fail(path, std::string("cannot read: ") + std::generic_category().message(errno));
     }
     struct stat s {
     };
@@ -79,7 +79,7 @@ std::string readStamped(const std::string &path, FileStamp &stamp)
     const int error = errno;
     close(fd);
     if (n < 0) {
-        fail(path, std::string("cannot read: ") + std::strerror(error));
+        fail(path, std::string("cannot read: ") + std::generic_category().message(error));
     }
     return text;
 }
