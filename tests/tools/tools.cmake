@@ -59,6 +59,12 @@ target_link_libraries(follower_test PRIVATE diagpanel_follow)
 # The per-BMC state a watcher keeps: round trip, crashes, a failing disk.
 diagpanel_test(bmc_state_test tools/bmc_state_test.cpp)
 target_link_libraries(bmc_state_test PRIVATE diagpanel_state)
+# watch's inventory: config and target files of each form, their errors, re-reads, shards,
+# password files.
+if(TARGET diagpanel_watch)
+  diagpanel_test(inventory_test tools/inventory_test.cpp)
+  target_link_libraries(inventory_test PRIVATE diagpanel_watch)
+endif()
 
 # follow against a simulated BMC of the test's own (ipmi_sim on 127.0.0.1), on the host build.
 if(NOT CMAKE_CROSSCOMPILING AND NOT DIAGPANEL_SANITIZE)

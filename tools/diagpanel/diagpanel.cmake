@@ -55,6 +55,18 @@ add_library(diagpanel_state STATIC ${dir}/diagpanel/state/bmc_state.cpp
 target_link_libraries(diagpanel_state PUBLIC diagpanel_follow)
 target_compile_options(diagpanel_state PRIVATE ${DIAGPANEL_WARNINGS})
 
+# watch's inventory: modules, target files, shards and passwords of a fleet of BMCs. yaml-cpp is a
+# compiled library a cross build does not have, and watch runs on a host: host builds alone.
+if(NOT CMAKE_CROSSCOMPILING)
+  find_package(yaml-cpp REQUIRED)
+  set(watch ${dir}/diagpanel/watch)
+  add_library(diagpanel_watch STATIC ${watch}/document.cpp ${watch}/config.cpp
+    ${watch}/targets.cpp ${watch}/shard.cpp ${watch}/password.cpp)
+  target_link_libraries(diagpanel_watch PUBLIC diagpanel_readers diagpanel_boards
+    diagpanel_toolheaders yaml-cpp)
+  target_compile_options(diagpanel_watch PRIVATE ${DIAGPANEL_WARNINGS})
+endif()
+
 # The command line: a short main and one file a command, with the pieces they share.
 set(commands ${dir}/diagpanel/commands)
 add_executable(diagpanel ${dir}/diagpanel/main.cpp ${commands}/board.cpp ${commands}/outputs.cpp

@@ -32,13 +32,6 @@ CLI::Option *addBoardOption(CLI::App &command, std::string &board, bool required
     return required ? option->required() : option;
 }
 
-std::optional<unsigned long> boardId(const std::string &text)
-{
-    const bool hex = text.starts_with("0x") || text.starts_with("0X") || text.ends_with('h') ||
-                     text.ends_with('H');
-    return hex ? parseNumber(text) : std::nullopt;
-}
-
 std::optional<u32> supportedBoard(const std::string &text)
 {
     const std::optional<unsigned long> id = boardId(text);

@@ -15,9 +15,6 @@ namespace diagpanel {
 // Adds --board to a command; it must be given unless `required` is false.
 CLI::Option *addBoardOption(CLI::App &command, std::string &board, bool required = true);
 
-// A board identifier as 0x01030103 or 01030103h; nullopt when it is written otherwise.
-std::optional<unsigned long> boardId(const std::string &text);
-
 // The supported board a --board value names, or nullopt after saying on standard error why and
 // which boards are.
 std::optional<u32> supportedBoard(const std::string &text);

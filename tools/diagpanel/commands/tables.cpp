@@ -6,6 +6,7 @@
 #include "tools/diagpanel/commands/board.hpp"
 #include "tools/diagpanel/commands/command.hpp"
 #include "tools/diagpanel/exit_codes.hpp"
+#include "tools/diagpanel/readers/text.hpp"
 #include "tools/diagpanel/tables.hpp"
 
 namespace diagpanel {

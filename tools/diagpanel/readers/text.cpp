@@ -98,6 +98,13 @@ std::optional<unsigned long> parseNumber(std::string_view text)
     return value;
 }
 
+std::optional<unsigned long> boardId(std::string_view text)
+{
+    const bool hex = text.starts_with("0x") || text.starts_with("0X") || text.ends_with('h') ||
+                     text.ends_with('H');
+    return hex ? parseNumber(text) : std::nullopt;
+}
+
 std::string quoted(std::string_view text)
 {
     constexpr std::size_t kLongest = 40;

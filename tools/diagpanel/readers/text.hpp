@@ -29,6 +29,9 @@ HexBytes hexBytes(std::string_view text);
 // A number as "48", "0x30" or "30h".
 std::optional<unsigned long> parseNumber(std::string_view text);
 
+// A board identifier as 0x01030103 or 01030103h; nullopt when it is written otherwise.
+std::optional<unsigned long> boardId(std::string_view text);
+
 // Input text for a message, between quotes: control bytes as \xNN, at most 40 bytes.
 std::string quoted(std::string_view text);
 
