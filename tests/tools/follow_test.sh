@@ -44,6 +44,18 @@ follow=(follow --host 127.0.0.1 --port $port --user admin --board $board)
 timeout 60 "$tool" "${follow[@]}" --password-file "$work/bad" >"$work/out" 2>"$work/err"
 [ $? = 3 ] && grep -q "wrong password for user 'admin'" "$work/err" || fail "wrong password"
 
+# Every other refusal the simulator can give, each in its own words: exit 3. The port after the
+# console's has no BMC: nothing answers there.
+while IFS='|' read -r words options; do
+    # shellcheck disable=SC2086 # the options are words
+    timeout 60 "$tool" follow --host 127.0.0.1 --board $board --password-file "$work/pw" $options >"$work/out" 2>"$work/err"
+    [ $? = 3 ] && grep -qF "cannot follow 127.0.0.1 port " "$work/err" && grep -qF "$words" "$work/err" || fail "$words"
+done <<EOF_REFUSALS
+the BMC does not know user 'nobody'|--port $port --user nobody
+the BMC refused cipher suite 17 (try --cipher-suite 17 or 3)|--port $port --user admin --cipher-suite 17
+no answer from 127.0.0.1 port $((console + 1)) (unreachable, or not an IPMI LAN interface)|--port $((console + 1)) --user admin
+EOF_REFUSALS
+
 # Every existing record, through the library: the fault table that replay gives for the same
 # records, named from the BMC's own SDRs.
 timeout 60 "$tool" "${follow[@]}" --password-file "$work/pw" --records 3 >"$work/out" 2>"$work/err" || fail "follow --records 3"
