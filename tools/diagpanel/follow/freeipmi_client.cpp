@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <array>
-#include <set>
 
 #include <freeipmi/freeipmi.h>
 
@@ -13,28 +12,11 @@ namespace {
 
 // IPMI 2.0 network functions, commands and Get SEL Info's operation support bit.
 constexpr u8 kStorage = 0x0A;
-constexpr u8 kGetSdrRepositoryInfo = 0x20;
-constexpr u8 kReserveSdrRepository = 0x22;
-constexpr u8 kGetSdr = 0x23;
 constexpr u8 kGetSelInfo = 0x40;
 constexpr u8 kReserveSel = 0x42;
 constexpr u8 kGetSelEntry = 0x43;
 constexpr u8 kOverflow = 0x80;
-
-constexpr u8 kReservationCancelled = 0xC5;
-constexpr u8 kNotPresent = 0xCB;
 constexpr u8 kWholeRecord = 0xFF; // bytes to read: to the record's end
-
-// An SDR record: a 5-byte header whose last byte is the length of the body after it.
-constexpr std::size_t kSdrHeader = 5;
-constexpr std::size_t kSdrLengthAt = 4;
-// A BMC that will not hand a record over whole still gives it this much a read.
-constexpr std::size_t kSdrPiece = 16;
-// Bounds on the repository's read, whatever the BMC says: its 16-bit free-space field caps a
-// repository at 64 KiB, and a record takes 5 bytes at least.
-constexpr std::size_t kMaxSdrBytes = 64 * 1024;
-constexpr std::size_t kMaxSdrRecords = kMaxSdrBytes / kSdrHeader;
-constexpr int kReservationTries = 3; // reads another client's reservation may cancel
 
 // Room for any response IPMI LAN carries: one the buffer cannot hold would read as no answer.
 constexpr std::size_t kMaxResponse = 1024;
@@ -279,126 +261,10 @@ Reply<SelRecord> FreeIpmiClient::getSelEntry(u16 reservation, u16 id)
     return reply;
 }
 
-std::optional<u16> FreeIpmiClient::reserveSdr()
-{
-    const Raw raw = command(kStorage, kReserveSdrRepository);
-    if (raw.data && raw.data->size() == 2) {
-        return le16(*raw.data, 0);
-    }
-    return std::nullopt;
-}
-
-FreeIpmiClient::Raw FreeIpmiClient::getSdr(u16 reservation, u16 id, u8 offset, u8 bytes)
-{
-    const std::array<u8, 6> request{static_cast<u8>(reservation),
-                                    static_cast<u8>(reservation >> 8),
-                                    static_cast<u8>(id),
-                                    static_cast<u8>(id >> 8),
-                                    offset,
-                                    bytes};
-    return command(kStorage, kGetSdr, request);
-}
-
-std::optional<FreeIpmiClient::SdrRecord> FreeIpmiClient::sdrRecordInPieces(u16 id, u16 reservation,
-                                                                           bool &cancelled)
-{
-    const auto read = [&](std::size_t offset, std::size_t bytes) -> std::optional<std::vector<u8>> {
-        const Raw raw = getSdr(reservation, id, static_cast<u8>(offset), static_cast<u8>(bytes));
-        cancelled = raw.completion == kReservationCancelled;
-        if (!raw.data || raw.data->size() != 2 + bytes) {
-            return std::nullopt;
-        }
-        return raw.data;
-    };
-    const std::optional<std::vector<u8>> header = read(0, kSdrHeader);
-    if (!header) {
-        return std::nullopt;
-    }
-    SdrRecord record{std::string(header->begin() + 2, header->end()), le16(*header, 0)};
-    const std::size_t length = kSdrHeader + (*header)[2 + kSdrLengthAt];
-    while (record.bytes.size() < length) {
-        const std::optional<std::vector<u8>> piece =
-            read(record.bytes.size(), std::min(kSdrPiece, length - record.bytes.size()));
-        if (!piece || le16(*piece, 0) != record.next) {
-            return std::nullopt;
-        }
-        record.bytes.append(piece->begin() + 2, piece->end());
-    }
-    return record;
-}
-
-std::optional<FreeIpmiClient::SdrRecord> FreeIpmiClient::sdrRecord(u16 id, u16 &reservation)
-{
-    for (int attempt = 0; attempt < kReservationTries; ++attempt) {
-        bool cancelled = false;
-        if (sdrInPieces_) {
-            if (std::optional<SdrRecord> record = sdrRecordInPieces(id, reservation, cancelled)) {
-                return record;
-            }
-        } else if (const std::optional<SdrRecord> record =
-                       sdrRecordWhole(id, reservation, cancelled)) {
-            return record;
-        }
-        if (!cancelled) {
-            return std::nullopt;
-        }
-        const std::optional<u16> again = reserveSdr();
-        if (!again) {
-            return std::nullopt;
-        }
-        reservation = *again;
-    }
-    return std::nullopt;
-}
-
-std::optional<FreeIpmiClient::SdrRecord> FreeIpmiClient::sdrRecordWhole(u16 id, u16 reservation,
-                                                                        bool &cancelled)
-{
-    const Raw whole = getSdr(reservation, id, 0, kWholeRecord);
-    if (whole.data && whole.data->size() >= 2 + kSdrHeader &&
-        whole.data->size() == 2 + kSdrHeader + (*whole.data)[2 + kSdrLengthAt]) {
-        return SdrRecord{std::string(whole.data->begin() + 2, whole.data->end()),
-                         le16(*whole.data, 0)};
-    }
-    cancelled = whole.completion == kReservationCancelled;
-    if (!whole.answered() || cancelled || whole.completion == kNotPresent) {
-        return std::nullopt;
-    }
-    // Refused whole (too long for the BMC's buffers, say) or cut short: this BMC's records are
-    // read in pieces from now on.
-    sdrInPieces_ = true;
-    return sdrRecordInPieces(id, reservation, cancelled);
-}
-
 std::optional<std::string> FreeIpmiClient::sdrRepository()
 {
-    const Raw info = command(kStorage, kGetSdrRepositoryInfo);
-    if (!info.answered()) {
-        return std::nullopt;
-    }
-    std::size_t limit = kMaxSdrRecords;
-    if (info.data && info.data->size() >= 3) {
-        limit = std::min<std::size_t>(limit, le16(*info.data, 1));
-    }
-    std::optional<u16> reservation = reserveSdr();
-    if (!reservation) {
-        return std::nullopt;
-    }
-    std::string records;
-    std::set<u16> seen; // a next-record ID that leads back ends the read
-    for (u16 id = 0x0000; id != 0xFFFF && seen.size() < limit && seen.insert(id).second;) {
-        const std::optional<SdrRecord> record = sdrRecord(id, *reservation);
-        if (!record || records.size() + record->bytes.size() > kMaxSdrBytes) {
-            // The records read whole stand; a repository that could not be read at all does not.
-            if (records.empty()) {
-                return std::nullopt;
-            }
-            break;
-        }
-        records += record->bytes;
-        id = record->next;
-    }
-    return records;
+    return readSdrRepository(
+        [this](u8 cmd, std::span<const u8> data) { return command(kStorage, cmd, data); });
 }
 
 std::unique_ptr<IpmiClient> lanClient(BmcAddress address, LanTimeouts timeouts)

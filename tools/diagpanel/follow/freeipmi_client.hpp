@@ -8,9 +8,9 @@
 #include <optional>
 #include <span>
 #include <string>
-#include <vector>
 
 #include "tools/diagpanel/follow/lan_client.hpp"
+#include "tools/diagpanel/follow/sdr_repository.hpp"
 
 struct ipmi_ctx; // the library's session context
 
@@ -32,32 +32,17 @@ class FreeIpmiClient : public IpmiClient
     unsigned long commands() const override { return commands_; }
 
   private:
-    // One command's response data, or its completion code, or nothing when no answer came.
-    struct Raw {
-        std::optional<std::vector<u8>> data;
-        std::optional<u8> completion;
-        bool answered() const { return data || completion; }
-    };
-    struct SdrRecord {
-        std::string bytes; // header and body, as stored
-        u16 next;
-    };
+    using Raw = StorageAnswer; // any command's answer, decoded the same way
 
     Raw command(u8 netFn, u8 cmd, std::span<const u8> data = {});
     int openSession(unsigned cipherSuite); // the library's error number; 0: open
     OpenFailure diagnose(int errnum);
     void close();
-    std::optional<u16> reserveSdr();
-    Raw getSdr(u16 reservation, u16 id, u8 offset, u8 bytes);
-    std::optional<SdrRecord> sdrRecord(u16 id, u16 &reservation);
-    std::optional<SdrRecord> sdrRecordWhole(u16 id, u16 reservation, bool &cancelled);
-    std::optional<SdrRecord> sdrRecordInPieces(u16 id, u16 reservation, bool &cancelled);
 
     BmcAddress address_;
     LanTimeouts timeouts_;
     ipmi_ctx *ctx_ = nullptr; // open while set
     unsigned long commands_ = 0;
-    bool sdrInPieces_ = false; // the BMC refused a record asked for whole
 };
 
 } // namespace diagpanel
