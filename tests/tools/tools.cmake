@@ -56,6 +56,9 @@ target_link_libraries(diagpanel_test PRIVATE diagpanel_replay)
 # follow's SEL follower, step by step against a scripted BMC.
 diagpanel_test(follower_test tools/follower_test.cpp)
 target_link_libraries(follower_test PRIVATE diagpanel_follow)
+# follow's read of a BMC's SDR repository, against a scripted BMC.
+diagpanel_test(sdr_repository_test tools/sdr_repository_test.cpp)
+target_link_libraries(sdr_repository_test PRIVATE diagpanel_lan)
 
 # follow against a simulated BMC of the test's own (ipmi_sim on 127.0.0.1), on the host build.
 if(NOT CMAKE_CROSSCOMPILING AND NOT DIAGPANEL_SANITIZE)
