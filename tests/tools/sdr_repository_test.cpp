@@ -38,16 +38,15 @@ struct Bmc {
     StorageAnswer answer(u8 cmd, std::span<const u8> data)
     {
         StorageAnswer a;
-        if (cmd == 0x20) {
-            a.data = {0x51, static_cast<u8>(count.value_or(0)),
-                      static_cast<u8>(count.value_or(0) >> 8)};
-            if (!count) {
-                a.data.reset();
+        if (cmd == 0x20) { // Get SDR Repository Info: refused when it has no count
+            if (count) {
+                a.data = {0x51, static_cast<u8>(*count), static_cast<u8>(*count >> 8)};
+            } else {
                 a.completion = 0xC1;
             }
             return a;
         }
-        if (cmd == 0x22) {
+        if (cmd == 0x22) { // Reserve SDR Repository
             ++reservation;
             a.data = {static_cast<u8>(reservation), static_cast<u8>(reservation >> 8)};
             return a;
