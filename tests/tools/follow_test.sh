@@ -11,7 +11,7 @@ command -v ipmi_sim >/dev/null && command -v ipmitool >/dev/null || { echo "no i
 work=$(mktemp -d)
 sim=
 follower=
-trap 'kill $sim $follower 2>/dev/null; wait 2>/dev/null; rm -rf "$work"' EXIT
+trap 'kill -CONT $sim 2>/dev/null; kill $sim $follower 2>/dev/null; wait 2>/dev/null; rm -rf "$work"' EXIT
 fail() { echo "FAILED: $*"; echo "--- follow's output"; cat "$work/out" "$work/err" 2>/dev/null; exit 1; }
 
 # Waits up to 30 s for $3 (default 1) lines matching $2 in file $1.
@@ -88,6 +88,19 @@ follower=
 [ "$(grep -c "input  SEL" "$work/out")" = 6 ] || fail "records lost or read twice"
 grep -q "follow: .* 6 records, 0 unreadable" "$work/err" || fail "stats"
 
+# Ctrl-C while a command waits on a BMC that has frozen: follow ends as asked, and does not tell
+# the BMC lost.
+IPMI_PASSWORD=secret timeout 60 "$tool" "${follow[@]}" --interval 0.2 >"$work/out" 2>"$work/err" &
+follower=$!
+waitFor "$work/out" "(sel:"
+kill -STOP $sim
+sleep 1 # a poll is under way: it waits up to 3 s for an answer
+kill -INT $follower
+wait $follower || fail "follow, interrupted mid-command, ended with $?"
+follower=
+kill -CONT $sim
+! grep -q "stopped answering" "$work/err" || fail "an interrupted command told as the BMC lost"
+
 # A BMC that stops answering keeps follow no longer than --duration asks.
 IPMI_PASSWORD=secret timeout 60 "$tool" "${follow[@]}" --interval 0.2 --duration 6 >"$work/out" 2>"$work/err" &
 follower=$!
@@ -97,4 +110,4 @@ waitFor "$work/err" "the BMC stopped answering"
 for _ in $(seq 300); do kill -0 $follower 2>/dev/null || break; sleep 0.1; done
 wait $follower || fail "follow --duration, the BMC gone, ended with $?"
 follower=
-echo "follow: every record once, through a clear and a restart; --duration kept with the BMC gone"
+echo "follow: every record once, through a clear and a restart; --duration kept with the BMC gone; Ctrl-C mid-command"
