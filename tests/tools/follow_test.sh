@@ -11,7 +11,7 @@ command -v ipmi_sim >/dev/null && command -v ipmitool >/dev/null || { echo "no i
 work=$(mktemp -d)
 sim=
 follower=
-trap 'kill $sim $follower 2>/dev/null; wait 2>/dev/null; rm -rf "$work"' EXIT
+trap 'kill -CONT $sim 2>/dev/null; kill $sim $follower 2>/dev/null; wait 2>/dev/null; rm -rf "$work"' EXIT
 fail() { echo "FAILED: $*"; echo "--- follow's output"; cat "$work/out" "$work/err" 2>/dev/null; exit 1; }
 
 # Waits up to 30 s for $3 (default 1) lines matching $2 in file $1.
@@ -43,6 +43,18 @@ follow=(follow --host 127.0.0.1 --port $port --user admin --board $board)
 # A wrong password: exit 3 with the reason, in bounded time.
 timeout 60 "$tool" "${follow[@]}" --password-file "$work/bad" >"$work/out" 2>"$work/err"
 [ $? = 3 ] && grep -q "wrong password for user 'admin'" "$work/err" || fail "wrong password"
+
+# Every other refusal the simulator can give, each in its own words: exit 3. The port after the
+# console's has no BMC: nothing answers there.
+while IFS='|' read -r words options; do
+    # shellcheck disable=SC2086 # the options are words
+    timeout 60 "$tool" follow --host 127.0.0.1 --board $board --password-file "$work/pw" $options >"$work/out" 2>"$work/err"
+    [ $? = 3 ] && grep -qF "cannot follow 127.0.0.1 port " "$work/err" && grep -qF "$words" "$work/err" || fail "$words"
+done <<EOF_REFUSALS
+the BMC does not know user 'nobody'|--port $port --user nobody
+the BMC refused cipher suite 17 (try --cipher-suite 17 or 3)|--port $port --user admin --cipher-suite 17
+no answer from 127.0.0.1 port $((console + 1)) (unreachable, or not an IPMI LAN interface)|--port $((console + 1)) --user admin
+EOF_REFUSALS
 
 # Every existing record, through the library: the fault table that replay gives for the same
 # records, named from the BMC's own SDRs.
@@ -76,6 +88,19 @@ follower=
 [ "$(grep -c "input  SEL" "$work/out")" = 6 ] || fail "records lost or read twice"
 grep -q "follow: .* 6 records, 0 unreadable" "$work/err" || fail "stats"
 
+# Ctrl-C while a command waits on a BMC that has frozen: follow ends as asked, and does not tell
+# the BMC lost.
+IPMI_PASSWORD=secret timeout 60 "$tool" "${follow[@]}" --interval 0.2 >"$work/out" 2>"$work/err" &
+follower=$!
+waitFor "$work/out" "(sel:"
+kill -STOP $sim
+sleep 1 # a poll is under way: it waits up to 3 s for an answer
+kill -INT $follower
+wait $follower || fail "follow, interrupted mid-command, ended with $?"
+follower=
+kill -CONT $sim
+! grep -q "stopped answering" "$work/err" || fail "an interrupted command told as the BMC lost"
+
 # A BMC that stops answering keeps follow no longer than --duration asks; its JSON Lines say so
 # too, stamped with the board and the BMC.
 IPMI_PASSWORD=secret timeout 60 "$tool" "${follow[@]}" --interval 0.2 --duration 6 --json >"$work/out" 2>"$work/err" &
@@ -87,4 +112,4 @@ for _ in $(seq 300); do kill -0 $follower 2>/dev/null || break; sleep 0.1; done
 wait $follower || fail "follow --duration, the BMC gone, ended with $?"
 follower=
 grep '"kind":"bmc"' "$work/out" | grep '"event":"lost"' | grep -q "\"bmc\":\"127.0.0.1:$port\",\"board\":\"$board\"" || fail "no bmc event in the JSON Lines"
-echo "follow: every record once, through a clear and a restart; --duration kept with the BMC gone"
+echo "follow: every record once, through a clear and a restart; --duration kept with the BMC gone; Ctrl-C mid-command"

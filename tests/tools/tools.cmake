@@ -65,6 +65,9 @@ if(TARGET diagpanel_watch)
   diagpanel_test(inventory_test tools/inventory_test.cpp)
   target_link_libraries(inventory_test PRIVATE diagpanel_watch)
 endif()
+# follow's read of a BMC's SDR repository, against a scripted BMC.
+diagpanel_test(sdr_repository_test tools/sdr_repository_test.cpp)
+target_link_libraries(sdr_repository_test PRIVATE diagpanel_lan)
 
 # follow against a simulated BMC of the test's own (ipmi_sim on 127.0.0.1), on the host build.
 if(NOT CMAKE_CROSSCOMPILING AND NOT DIAGPANEL_SANITIZE)

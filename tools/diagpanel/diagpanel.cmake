@@ -43,11 +43,25 @@ target_link_libraries(diagpanel_replay PUBLIC diagpanel_readers
   diagpanel_toolheaders)
 target_compile_options(diagpanel_replay PRIVATE ${DIAGPANEL_WARNINGS})
 
-# follow: a live BMC's SEL over IPMI LAN, through an ipmitool session held open in shell mode.
-add_library(diagpanel_follow STATIC ${dir}/diagpanel/follow/ipmitool_session.cpp
-  ${dir}/diagpanel/follow/sel_follower.cpp ${dir}/diagpanel/follow/follow.cpp)
+# follow: a live BMC's SEL over IPMI LAN, through FreeIPMI's library linked in (GPL-3+: the
+# diagpanel binary goes under its terms; the library it drives does not link it). A cross build
+# has no target copy of it: its follow says so, and its tests run the follower alone.
+add_library(diagpanel_follow STATIC ${dir}/diagpanel/follow/sel_follower.cpp
+  ${dir}/diagpanel/follow/follow.cpp)
 target_link_libraries(diagpanel_follow PUBLIC diagpanel_replay)
 target_compile_options(diagpanel_follow PRIVATE ${DIAGPANEL_WARNINGS})
+add_library(diagpanel_lan STATIC ${dir}/diagpanel/follow/sdr_repository.cpp)
+if(CMAKE_CROSSCOMPILING)
+  target_sources(diagpanel_lan PRIVATE ${dir}/diagpanel/follow/no_lan_client.cpp)
+else()
+  find_package(PkgConfig REQUIRED)
+  pkg_check_modules(FREEIPMI REQUIRED IMPORTED_TARGET libfreeipmi)
+  target_sources(diagpanel_lan PRIVATE ${dir}/diagpanel/follow/freeipmi_client.cpp)
+  target_link_libraries(diagpanel_lan PRIVATE PkgConfig::FREEIPMI)
+endif()
+target_link_libraries(diagpanel_lan PUBLIC diagpanel_headers)
+target_compile_options(diagpanel_lan PRIVATE ${DIAGPANEL_WARNINGS})
+target_link_libraries(diagpanel_follow PUBLIC diagpanel_lan)
 
 # What a watcher keeps of each BMC on disk: the records read and where its follower stands.
 add_library(diagpanel_state STATIC ${dir}/diagpanel/state/bmc_state.cpp

@@ -12,7 +12,7 @@
 #include <unistd.h>
 
 #include "tools/diagpanel/exit_codes.hpp"
-#include "tools/diagpanel/follow/ipmitool_session.hpp"
+#include "tools/diagpanel/follow/lan_client.hpp"
 #include "tools/diagpanel/follow/sel_follower.hpp"
 #include "tools/diagpanel/replay.hpp"
 #include "tools/diagpanel/readers/sdr.hpp"
@@ -23,7 +23,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr auto kSessionTimeout = std::chrono::seconds(10);
 constexpr u8 kNoPrivilege = 0xD4;
 
 volatile sig_atomic_t g_stop = 0;
@@ -112,7 +111,7 @@ SensorNames sensorNames(const FollowArgs &args, IpmiClient &client, std::string 
 
 void catchSignals()
 {
-    signal(SIGPIPE, SIG_IGN); // a dead ipmitool is noticed by its answers, not by a signal
+    signal(SIGPIPE, SIG_IGN); // a reader that went away stops nothing: follow ends as it was told
     struct sigaction stop {
     };
     stop.sa_handler = onSignal;
@@ -155,8 +154,9 @@ int follow(const FollowArgs &args, u32 board)
     catchSignals();
 
     const std::string bmc = args.host + " port " + std::to_string(args.port);
-    IpmitoolSession session(
-        {args.host, args.port, args.user, *secret, args.cipherSuite, args.lan15}, kSessionTimeout);
+    const std::unique_ptr<IpmiClient> client =
+        lanClient({args.host, args.port, args.user, *secret, args.cipherSuite, args.lan15});
+    IpmiClient &session = *client;
     if (const std::optional<OpenFailure> failure = session.open()) {
         fprintf(stderr, "diagpanel: cannot follow %s: %s\n", bmc.c_str(), failure->text.c_str());
         return kExitNoBmc;
@@ -201,6 +201,9 @@ int follow(const FollowArgs &args, u32 board)
             return kExitNoBmc;
         }
         for (const BmcNote &note : step.notes) {
+            if (g_stop != 0 && note.kind == BmcNews::Lost) {
+                continue; // a command cut short by Ctrl-C fails as an unanswered one: ours, not its
+            }
             say(note.text);
             Event told;
             told.kind = Event::Kind::Bmc;

@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: Apache-2.0
+// The IPMI LAN client follow talks to a BMC through: one session, held open by a library linked
+// into the tool, each request one IPMI command on it. A build without that library (the cross
+// build, which runs follow's tests on the host alone) gets a client that says so when opened.
+#pragma once
+
+#include <chrono>
+#include <memory>
+
+#include "tools/diagpanel/follow/ipmi_client.hpp"
+
+namespace diagpanel {
+
+// How long a command may go unanswered before the session is given up: the caller waits at most
+// `session`, resending every `retransmission`.
+struct LanTimeouts {
+    std::chrono::milliseconds session{3000};
+    std::chrono::milliseconds retransmission{500};
+};
+
+std::unique_ptr<IpmiClient> lanClient(BmcAddress address, LanTimeouts timeouts = {});
+
+} // namespace diagpanel

@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/diagpanel/follow/sdr_repository.hpp"
+
+#include <algorithm>
+#include <array>
+#include <set>
+
+namespace diagpanel {
+
+namespace {
+
+constexpr u8 kGetSdrRepositoryInfo = 0x20;
+constexpr u8 kReserveSdrRepository = 0x22;
+constexpr u8 kGetSdr = 0x23;
+
+constexpr u8 kReservationCancelled = 0xC5;
+constexpr u8 kNotPresent = 0xCB;
+constexpr u8 kWholeRecord = 0xFF; // bytes to read: to the record's end
+
+// A record: a 5-byte header whose last byte is the length of the body after it.
+constexpr std::size_t kHeader = 5;
+constexpr std::size_t kLengthAt = 4;
+// A BMC that will not hand a record over whole still gives it this much a read.
+constexpr std::size_t kPiece = 16;
+// The repository's 16-bit free-space field caps it at 64 KiB, and a record takes 5 bytes at least.
+constexpr std::size_t kMaxBytes = 64 * 1024;
+constexpr std::size_t kMaxRecords = kMaxBytes / kHeader;
+constexpr int kReservationTries = 3; // reads another client's reservation may cancel
+
+u16 le16(const std::vector<u8> &d, std::size_t at)
+{
+    return static_cast<u16>(d[at] | d[at + 1] << 8);
+}
+
+struct Record {
+    std::string bytes; // header and body, as stored
+    u16 next;
+};
+
+class Reader
+{
+  public:
+    explicit Reader(const StorageCommand &command) : command_(command) {}
+
+    std::optional<u16> reserve()
+    {
+        const StorageAnswer answer = command_(kReserveSdrRepository, {});
+        if (answer.data && answer.data->size() == 2) {
+            return le16(*answer.data, 0);
+        }
+        return std::nullopt;
+    }
+
+    // Record `id`, reserving again when another client's reservation cancelled ours.
+    std::optional<Record> record(u16 id, u16 &reservation)
+    {
+        for (int attempt = 0; attempt < kReservationTries; ++attempt) {
+            bool cancelled = false;
+            std::optional<Record> got =
+                inPieces_ ? pieces(id, reservation, cancelled) : whole(id, reservation, cancelled);
+            if (got || !cancelled) {
+                return got;
+            }
+            const std::optional<u16> again = reserve();
+            if (!again) {
+                return std::nullopt;
+            }
+            reservation = *again;
+        }
+        return std::nullopt;
+    }
+
+  private:
+    StorageAnswer get(u16 reservation, u16 id, std::size_t offset, std::size_t bytes)
+    {
+        const std::array<u8, 6> request{
+            static_cast<u8>(reservation), static_cast<u8>(reservation >> 8),
+            static_cast<u8>(id),          static_cast<u8>(id >> 8),
+            static_cast<u8>(offset),      static_cast<u8>(bytes)};
+        return command_(kGetSdr, request);
+    }
+
+    std::optional<Record> whole(u16 id, u16 reservation, bool &cancelled)
+    {
+        const StorageAnswer answer = get(reservation, id, 0, kWholeRecord);
+        const std::optional<std::vector<u8>> &d = answer.data;
+        if (d && d->size() >= 2 + kHeader && d->size() == 2 + kHeader + (*d)[2 + kLengthAt]) {
+            return Record{std::string(d->begin() + 2, d->end()), le16(*d, 0)};
+        }
+        cancelled = answer.completion == kReservationCancelled;
+        if (!answer.answered() || cancelled || answer.completion == kNotPresent) {
+            return std::nullopt;
+        }
+        // Refused whole (too long for the BMC's buffers, say) or cut short: this BMC's records
+        // are read in pieces from now on.
+        inPieces_ = true;
+        return pieces(id, reservation, cancelled);
+    }
+
+    std::optional<Record> pieces(u16 id, u16 reservation, bool &cancelled)
+    {
+        const auto read = [&](std::size_t offset,
+                              std::size_t bytes) -> std::optional<std::vector<u8>> {
+            StorageAnswer answer = get(reservation, id, offset, bytes);
+            cancelled = answer.completion == kReservationCancelled;
+            if (!answer.data || answer.data->size() != 2 + bytes) {
+                return std::nullopt;
+            }
+            return std::move(answer.data);
+        };
+        const std::optional<std::vector<u8>> header = read(0, kHeader);
+        if (!header) {
+            return std::nullopt;
+        }
+        Record record{std::string(header->begin() + 2, header->end()), le16(*header, 0)};
+        const std::size_t length = kHeader + (*header)[2 + kLengthAt];
+        while (record.bytes.size() < length) {
+            const std::optional<std::vector<u8>> piece =
+                read(record.bytes.size(), std::min(kPiece, length - record.bytes.size()));
+            if (!piece || le16(*piece, 0) != record.next) {
+                return std::nullopt;
+            }
+            record.bytes.append(piece->begin() + 2, piece->end());
+        }
+        return record;
+    }
+
+    const StorageCommand &command_;
+    bool inPieces_ = false; // the BMC refused a record asked for whole
+};
+
+} // namespace
+
+std::optional<std::string> readSdrRepository(const StorageCommand &command)
+{
+    const StorageAnswer info = command(kGetSdrRepositoryInfo, {});
+    if (!info.answered()) {
+        return std::nullopt;
+    }
+    std::size_t limit = kMaxRecords;
+    if (info.data && info.data->size() >= 3) {
+        limit = std::min<std::size_t>(limit, le16(*info.data, 1));
+    }
+    Reader reader(command);
+    std::optional<u16> reservation = reader.reserve();
+    if (!reservation) {
+        return std::nullopt;
+    }
+    std::string records;
+    std::set<u16> seen;
+    for (u16 id = 0x0000; id != 0xFFFF && seen.size() < limit && seen.insert(id).second;) {
+        const std::optional<Record> record = reader.record(id, *reservation);
+        if (!record || records.size() + record->bytes.size() > kMaxBytes) {
+            if (records.empty()) {
+                return std::nullopt;
+            }
+            break; // the records read whole stand
+        }
+        records += record->bytes;
+        id = record->next;
+    }
+    return records;
+}
+
+} // namespace diagpanel
