@@ -241,7 +241,7 @@ DIAG_PANEL_API int DIAG_PANEL_AddMsgToHash(DIAG_PANEL_MSG_S *pstDiagPanelMsg)
         return DIAG_PANEL_ERR_NOT_INIT;
     }
     if (!counted) {
-        DIAG_LOG_AT(kLogWarning, "[%s.%u]Unknow level: %d!\n", level);
+        DIAG_LOG_AT(kLogWarning, "[%s.%u]Unknow level: %d!\n", level); // verbatim: common/log.hpp
     }
     return 0;
 }

@@ -108,7 +108,7 @@ __attribute__((always_inline)) inline ReadResult readExact(int fd, u8 *buffer, u
             continue;
         }
         if (errno != EINTR && errno != EAGAIN) {
-            DIAG_LOG(kLogDebug, "Err other than EINT EAGAIN");
+            DIAG_LOG(kLogDebug, "Err other than EINT EAGAIN"); // verbatim, see common/log.hpp
             return ReadResult::kFailed;
         }
         DIAG_LOG(kLogDebug, "readQ failure retry count =%d=", allowance);
@@ -149,6 +149,7 @@ void readFrame(int fd)
     case ReadResult::kStopped:
         return;
     case ReadResult::kFailed:
+        // These texts, misspellings included, are matched verbatim: see common/log.hpp.
         DIAG_LOG(kLogError, "Uncorrect  length while receiving magic: %#x", kReadFailed);
         DIAG_LOG(kLogError, "Failed to find nessage magic Number!");
         return;
@@ -163,7 +164,7 @@ void readFrame(int fd)
     case ReadResult::kStopped:
         return;
     case ReadResult::kFailed:
-        DIAG_LOG(kLogError, "Uncorrect receive length of header: %#x", kReadFailed);
+        DIAG_LOG(kLogError, "Uncorrect receive length of header: %#x", kReadFailed); // verbatim
         return;
     case ReadResult::kDone:
         break;
@@ -200,7 +201,7 @@ void readFrame(int fd)
     case ReadResult::kDone:
         break;
     }
-    if (received != bodyLen) {
+    if (received != bodyLen) { // the text stays verbatim, as above
         DIAG_LOG(kLogError, "Uncorrect receive length of buffer: %#x to %#x", received, bodyLen);
         free(frame);
         return;
