@@ -186,9 +186,11 @@ void freeChain(DIAG_PANEL_NODE_S *node)
     }
 }
 
-// The emptying steps, with g_HashMutex held. They unhook the entries and hand them back, so that
-// the caller frees them after unlocking. Chains are linked through pstNext; several chains are
-// joined head to tail.
+// The emptying steps, with g_HashMutex held. Despite their names they free nothing: they unhook
+// the entries and hand them back, and the caller frees them (freeChain) once the lock is released,
+// so that no free() runs under it. Chains are linked through pstNext.
+
+// Unhooks the chain of bucket uiIndex and returns it.
 DIAG_PANEL_NODE_S *DIAG_PANEL_FreeHashList(u32 uiIndex)
 {
     if (g_stHashHandle.ppstList == nullptr || g_stHashHandle.uiListNum == 0) {
@@ -204,6 +206,7 @@ DIAG_PANEL_NODE_S *DIAG_PANEL_FreeHashList(u32 uiIndex)
     return chain;
 }
 
+// Unhooks every bucket's chain and returns them joined head to tail, in bucket order.
 DIAG_PANEL_NODE_S *DIAG_PANEL_FreeAllHashList()
 {
     if (g_stHashHandle.ppstList == nullptr || g_stHashHandle.uiListNum == 0) {
