@@ -7,7 +7,7 @@
 PRESETS := host host-asan host-tsan armhf
 PACKAGES := cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev googletest \
             g++-arm-linux-gnueabihf qemu-user abigail-tools clang libclang-rt-14-dev libfuzzer-14-dev libcli11-dev nlohmann-json3-dev libyaml-cpp-dev valgrind \
-            ipmitool openipmi libfreeipmi-dev clang-format clang-tidy pandoc doxygen
+            ipmitool openipmi libfreeipmi-dev clang-format clang-tidy pandoc doxygen shellcheck
 
 # build-<preset> and test-<preset> are pattern rules, which make does not apply to .PHONY targets.
 .PHONY: all deps check test demo docs bench stress fuzz build-fuzz test-fuzz clean format tidy
@@ -98,20 +98,28 @@ stress: build-host-asan build-host-tsan
 	DIAGPANEL_STORM_FRAMES=$(STORM_FRAMES) build/host-tsan/tests/storm_test
 	DIAGPANEL_DEINIT_ROUNDS=$(DEINIT_ROUNDS) build/host-tsan/tests/pipe_test --gtest_filter='*TearDown*'
 
-# The pre-submit check: every tracked C/C++ file formatted, the library clean under the checks of
-# .clang-tidy, no include running upward (check/layers.sh). make format fixes the formatting.
+# The pre-submit check: every tracked C/C++ file formatted, no include running upward
+# (check/layers.sh), every shell script clean under shellcheck (check/scripts.sh), the library
+# clean under the checks of .clang-tidy, and the tool and the host pieces under the wider host list
+# (tools/.clang-tidy, host/.clang-tidy). make format fixes the formatting.
 SOURCES = git ls-files '*.cpp' '*.hpp' '*.h'
 LIBRARY_SOURCES = git ls-files 'src/*.cpp'
+HOST_SOURCES = git ls-files 'tools/*.cpp' 'host/*.cpp'
+# Each file picks up the .clang-tidy nearest to it. The last two steps both report in full before
+# the check fails.
+TIDY = xargs -P2 -n4 clang-tidy -p build/host --quiet --extra-arg=-w 2>/dev/null
 check: build-host
 	$(SOURCES) | xargs clang-format --dry-run -Werror
-	$(LIBRARY_SOURCES) | xargs -P2 -n4 clang-tidy -p build/host --quiet --extra-arg=-w 2>/dev/null
 	check/layers.sh
+	$(LIBRARY_SOURCES) | $(TIDY)
+	status=0; check/scripts.sh || status=1; $(HOST_SOURCES) | $(TIDY) || status=1; exit $$status
 
 format:
 	$(SOURCES) | xargs clang-format -i
 
 tidy: build-host
-	$(LIBRARY_SOURCES) | xargs -P2 -n4 clang-tidy -p build/host --quiet --extra-arg=-w 2>/dev/null
+	$(LIBRARY_SOURCES) | $(TIDY)
+	$(HOST_SOURCES) | $(TIDY)
 
 clean:
 	rm -rf build compile_commands.json

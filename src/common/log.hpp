@@ -1,5 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // Logging through the platform's DiagLogOut. Each source file names its unit once, as kLogUnit.
+//
+// Log texts are part of the system's behaviour: the firmware's tooling and the tests match the
+// unit, the level and the text character for character. Keep every text verbatim, spelling and
+// spacing included ("Unknow state", "Uncorrect  length", "nessage"): correcting one breaks whoever
+// matches it. A misspelt text carries a short pointer back to this note.
 #pragma once
 
 #include <platform/platform.h>

@@ -235,6 +235,7 @@ DIAG_PANEL_API int DIAG_PANEL_StateProcess(void)
             encoded = faultStep(head);
             break;
         default:
+            // Verbatim, misspelling included: see common/log.hpp.
             DIAG_LOG_AT(kLogWarning, "[%s.%u]Unknow state: %d\n", g_stDispCtrl.ucState);
             encoded = false;
             break;

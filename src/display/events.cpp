@@ -103,6 +103,7 @@ DIAG_PANEL_API int DIAG_PANEL_EventRecv(DIAG_PANEL_DISP_EVENT_S *pstEvent)
         onPostStop();
         break;
     default:
+        // Verbatim, misspelling included: see common/log.hpp.
         DIAG_LOG_AT(kLogWarning, "[%s.%u]Unknow event: %d\n", type);
         break;
     }

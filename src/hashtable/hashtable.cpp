@@ -98,6 +98,85 @@ DIAG_PANEL_NODE_S **findLink(u32 bucket, u8 index)
     return link;
 }
 
+// What a clear did under the lock, for the caller to free and log once it is released.
+struct Clearing {
+    enum class Outcome : u8 { kNotInit, kNotFound, kRemoved, kKept } outcome{Outcome::kNotInit};
+    bool counterOk = true;                // the withdrawn assertion had a counter to take it from
+    u32 bucket = 0;                       // the fault type's bucket
+    u32 maskLeft = 0;                     // the entry's bits after the clear
+    DIAG_PANEL_NODE_S *removed = nullptr; // the entry unhooked when no bit was left
+};
+
+// Clears the message's bits from an entry (a mask of 0 clears all). When that cleared a bit, it
+// withdraws the one assertion that the clear names by its level. Returns false when that level
+// has no counter to take it from.
+bool withdrawBits(DIAG_PANEL_MSG_S &kept, const DIAG_PANEL_MSG_S &msg)
+{
+    const u32 old = kept.uiFaultMask;
+    kept.uiFaultMask = msg.uiFaultMask == 0 ? 0 : old & ~msg.uiFaultMask;
+    if (msg.uiFaultMask == 0 || kept.uiFaultMask == old) {
+        return true;
+    }
+    const u8 severity = msg.ucFaultLevel;
+    const bool counterOk = isSeverity(severity) && counterOf(kept, severity) != 0;
+    if (counterOk) {
+        --counterOf(kept, severity);
+    }
+    recomputeLevel(kept);
+    return counterOk;
+}
+
+// The clear itself, with g_HashMutex held: an entry left without bits is unhooked.
+Clearing clearEntry(const DIAG_PANEL_MSG_S &msg)
+{
+    Clearing clearing;
+    if (!tableReady()) {
+        return clearing;
+    }
+    clearing.bucket = msg.usFaultType % g_stHashHandle.uiListNum;
+    DIAG_PANEL_NODE_S **link = findLink(clearing.bucket, msg.ucIndex);
+    DIAG_PANEL_NODE_S *entry = *link;
+    if (entry == nullptr) {
+        clearing.outcome = Clearing::Outcome::kNotFound;
+        return clearing;
+    }
+    clearing.counterOk = withdrawBits(entry->stMsg, msg);
+    clearing.maskLeft = entry->stMsg.uiFaultMask;
+    if (clearing.maskLeft != 0) {
+        clearing.outcome = Clearing::Outcome::kKept;
+        return clearing;
+    }
+    *link = entry->pstNext;
+    g_abListModifyTbl[clearing.bucket] = 1;
+    clearing.removed = entry;
+    clearing.outcome = Clearing::Outcome::kRemoved;
+    return clearing;
+}
+
+// Logs what the clear did, after the lock is released, and gives the call's result.
+int reportClearing(const Clearing &clearing, const DIAG_PANEL_MSG_S &msg)
+{
+    switch (clearing.outcome) {
+    case Clearing::Outcome::kNotInit:
+        DIAG_LOG_AT(kLogWarning, "[%s.%u]Hashtable not init!\n");
+        return DIAG_PANEL_ERR_NOT_INIT;
+    case Clearing::Outcome::kNotFound:
+        DIAG_LOG(kLogWarning, "Delete node failed, not found.\n");
+        return -1;
+    default:
+        break;
+    }
+    if (!clearing.counterOk) {
+        DIAG_LOG_AT(kLogWarning, "[%s.%u]Invalid level: %d, or level count is 0!\n",
+                    msg.ucFaultLevel);
+    }
+    if (clearing.outcome == Clearing::Outcome::kKept) {
+        DIAG_LOG(kLogDebug, "Now fault mask is %#x of type %#x", clearing.maskLeft,
+                 clearing.bucket);
+    }
+    return 0;
+}
+
 void freeChain(DIAG_PANEL_NODE_S *node)
 {
     while (node != nullptr) {
@@ -107,9 +186,11 @@ void freeChain(DIAG_PANEL_NODE_S *node)
     }
 }
 
-// The emptying steps, with g_HashMutex held. They unhook the entries and hand them back, so that
-// the caller frees them after unlocking. Chains are linked through pstNext; several chains are
-// joined head to tail.
+// The emptying steps, with g_HashMutex held. Despite their names they free nothing: they unhook
+// the entries and hand them back, and the caller frees them (freeChain) once the lock is released,
+// so that no free() runs under it. Chains are linked through pstNext.
+
+// Unhooks the chain of bucket uiIndex and returns it.
 DIAG_PANEL_NODE_S *DIAG_PANEL_FreeHashList(u32 uiIndex)
 {
     if (g_stHashHandle.ppstList == nullptr || g_stHashHandle.uiListNum == 0) {
@@ -125,6 +206,7 @@ DIAG_PANEL_NODE_S *DIAG_PANEL_FreeHashList(u32 uiIndex)
     return chain;
 }
 
+// Unhooks every bucket's chain and returns them joined head to tail, in bucket order.
 DIAG_PANEL_NODE_S *DIAG_PANEL_FreeAllHashList()
 {
     if (g_stHashHandle.ppstList == nullptr || g_stHashHandle.uiListNum == 0) {
@@ -241,7 +323,7 @@ DIAG_PANEL_API int DIAG_PANEL_AddMsgToHash(DIAG_PANEL_MSG_S *pstDiagPanelMsg)
         return DIAG_PANEL_ERR_NOT_INIT;
     }
     if (!counted) {
-        DIAG_LOG_AT(kLogWarning, "[%s.%u]Unknow level: %d!\n", level);
+        DIAG_LOG_AT(kLogWarning, "[%s.%u]Unknow level: %d!\n", level); // verbatim: common/log.hpp
     }
     return 0;
 }
@@ -252,66 +334,13 @@ DIAG_PANEL_API int DIAG_PANEL_DelMsgToHash(DIAG_PANEL_MSG_S *pstDiagPanelMsg)
         DIAG_LOG_AT(kLogWarning, "[%s.%u]Point pstDiagPanelMsg is NULL!\n");
         return DIAG_PANEL_ERR_NULL_PTR;
     }
-    const DIAG_PANEL_MSG_S &msg = *pstDiagPanelMsg;
-    enum class Outcome : u8 { kNotInit, kNotFound, kRemoved, kKept } outcome;
-    bool counterOk = true;
-    u32 bucket = 0;
-    u32 maskLeft = 0;
-    DIAG_PANEL_NODE_S *removed = nullptr;
+    Clearing clearing;
     {
         DIAG_SCOPED_LOCK(g_HashMutex);
-        if (!tableReady()) {
-            outcome = Outcome::kNotInit;
-        } else {
-            bucket = msg.usFaultType % g_stHashHandle.uiListNum;
-            DIAG_PANEL_NODE_S **link = findLink(bucket, msg.ucIndex);
-            DIAG_PANEL_NODE_S *entry = *link;
-            if (entry == nullptr) {
-                outcome = Outcome::kNotFound;
-            } else {
-                DIAG_PANEL_MSG_S &kept = entry->stMsg;
-                const u32 old = kept.uiFaultMask;
-                kept.uiFaultMask = msg.uiFaultMask == 0 ? 0 : old & ~msg.uiFaultMask;
-                if (msg.uiFaultMask != 0 && kept.uiFaultMask != old) {
-                    // Withdraw the one assertion that the clear names by its level.
-                    const u8 severity = msg.ucFaultLevel;
-                    counterOk = isSeverity(severity) && counterOf(kept, severity) != 0;
-                    if (counterOk) {
-                        --counterOf(kept, severity);
-                    }
-                    recomputeLevel(kept);
-                }
-                maskLeft = kept.uiFaultMask;
-                if (maskLeft != 0) {
-                    outcome = Outcome::kKept;
-                } else {
-                    *link = entry->pstNext;
-                    g_abListModifyTbl[bucket] = 1;
-                    removed = entry;
-                    outcome = Outcome::kRemoved;
-                }
-            }
-        }
+        clearing = clearEntry(*pstDiagPanelMsg);
     }
-    free(removed);
-    switch (outcome) {
-    case Outcome::kNotInit:
-        DIAG_LOG_AT(kLogWarning, "[%s.%u]Hashtable not init!\n");
-        return DIAG_PANEL_ERR_NOT_INIT;
-    case Outcome::kNotFound:
-        DIAG_LOG(kLogWarning, "Delete node failed, not found.\n");
-        return -1;
-    default:
-        break;
-    }
-    if (!counterOk) {
-        DIAG_LOG_AT(kLogWarning, "[%s.%u]Invalid level: %d, or level count is 0!\n",
-                    msg.ucFaultLevel);
-    }
-    if (outcome == Outcome::kKept) {
-        DIAG_LOG(kLogDebug, "Now fault mask is %#x of type %#x", maskLeft, bucket);
-    }
-    return 0;
+    free(clearing.removed);
+    return reportClearing(clearing, *pstDiagPanelMsg);
 }
 
 DIAG_PANEL_API u32 DIAG_PANEL_HashFunc(u32 uiKey)

@@ -19,6 +19,7 @@ constexpr char kLogUnit[] = "DiagnosticPanel_core";
 DIAG_PANEL_API int DIAG_PANEL_init(u32 uiHalHandle)
 {
     if (DIAG_PANEL_CORE_writeData({0, 0, 0}, TypeEncoding::kOneHot) != 0) {
+        // "initing", here and below, stays verbatim: see common/log.hpp.
         DIAG_LOG(kLogError, "Failed to reset diagnostic panel status while initing!");
         return -1;
     }

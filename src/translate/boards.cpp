@@ -22,6 +22,7 @@ bool selectRunningBoard()
     const auto found = std::find_if(boards.begin(), boards.end(),
                                     [&](const BoardRow &b) { return b.uiBoardId == boardId; });
     if (found == boards.end()) {
+        // Verbatim, misspelling included: see common/log.hpp.
         DIAG_LOG(kLogError, "Unsupport Id %d\n", static_cast<int>(boardId));
         DIAG_LOG(kLogError, "Init DiagPanel Failed !!!\n");
         return false;

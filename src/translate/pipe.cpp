@@ -108,7 +108,7 @@ __attribute__((always_inline)) inline ReadResult readExact(int fd, u8 *buffer, u
             continue;
         }
         if (errno != EINTR && errno != EAGAIN) {
-            DIAG_LOG(kLogDebug, "Err other than EINT EAGAIN");
+            DIAG_LOG(kLogDebug, "Err other than EINT EAGAIN"); // verbatim, see common/log.hpp
             return ReadResult::kFailed;
         }
         DIAG_LOG(kLogDebug, "readQ failure retry count =%d=", allowance);
@@ -141,30 +141,37 @@ ReadResult huntMagic(int fd)
     return ReadResult::kDone;
 }
 
-// One pass: hunt, header, header check, allocation, body, body check, dispatch. A pass that
-// fails drops what it read; the next one hunts for the magic in whatever follows.
-void readFrame(int fd)
+// The steps of one pass return false where the pass ends: on a failure, which they log, or when
+// the intake is being torn down.
+
+// Finds the magic that begins a frame.
+bool findMagic(int fd)
 {
     switch (huntMagic(fd)) {
     case ReadResult::kStopped:
-        return;
+        return false;
     case ReadResult::kFailed:
+        // These texts, misspellings included, are matched verbatim: see common/log.hpp.
         DIAG_LOG(kLogError, "Uncorrect  length while receiving magic: %#x", kReadFailed);
         DIAG_LOG(kLogError, "Failed to find nessage magic Number!");
-        return;
+        return false;
     case ReadResult::kDone:
         break;
     }
+    return true;
+}
 
-    DIAG_PANEL_PIPE_MSG_S header{};
+// Reads the header behind the magic into `header` and checks its checksum.
+bool readHeader(int fd, DIAG_PANEL_PIPE_MSG_S &header)
+{
     header.uiMagic = DIAG_PANEL_PIPE_MAGIC;
     auto *headerBytes = reinterpret_cast<u8 *>(&header);
     switch (readExact(fd, headerBytes + kMagicLen, kHeaderLen - kMagicLen)) {
     case ReadResult::kStopped:
-        return;
+        return false;
     case ReadResult::kFailed:
-        DIAG_LOG(kLogError, "Uncorrect receive length of header: %#x", kReadFailed);
-        return;
+        DIAG_LOG(kLogError, "Uncorrect receive length of header: %#x", kReadFailed); // verbatim
+        return false;
     case ReadResult::kDone:
         break;
     }
@@ -172,9 +179,15 @@ void readFrame(int fd)
         low16(DIAG_PANEL_TRANS_checkSum(headerBytes + kCheckedHeaderOffset, kCheckedHeaderLen));
     if (headSum != header.usHeadChkSum) {
         DIAG_LOG(kLogError, "Msg Header check err: %#x to %#x", headSum, header.usHeadChkSum);
-        return;
+        return false;
     }
+    return true;
+}
 
+// The frame the header announces, with the header copied in and the body cleared; nullptr when
+// the body is too large or the allocation fails.
+DIAG_PANEL_PIPE_MSG_S *allocateFrame(const DIAG_PANEL_PIPE_MSG_S &header)
+{
     const u32 bodyLen = header.uiLen;
     const u32 frameLen = static_cast<u32>(kHeaderLen) + bodyLen;
     // Not calloc: glibc's calloc passes by its per-thread cache, so every frame would take the
@@ -185,29 +198,47 @@ void readFrame(int fd)
                       : nullptr;
     if (frame == nullptr) {
         DIAG_LOG(kLogError, "Failed to malloc memory: len=%#x", frameLen);
-        return;
+        return nullptr;
     }
     memcpy(frame, &header, kHeaderLen);
     memset(frame->aucBuf, 0, bodyLen);
-    u32 received = bodyLen;
-    switch (readExact(fd, frame->aucBuf, bodyLen)) {
+    return frame;
+}
+
+// Reads the body into the frame and checks its checksum.
+bool readBody(int fd, DIAG_PANEL_PIPE_MSG_S &frame)
+{
+    const u32 bodyLen = frame.uiLen;
+    switch (readExact(fd, frame.aucBuf, bodyLen)) {
     case ReadResult::kStopped:
-        free(frame);
-        return;
-    case ReadResult::kFailed:
-        received = kReadFailed;
-        break;
+        return false;
+    case ReadResult::kFailed: // the text stays verbatim, as in findMagic
+        DIAG_LOG(kLogError, "Uncorrect receive length of buffer: %#x to %#x", kReadFailed, bodyLen);
+        return false;
     case ReadResult::kDone:
         break;
     }
-    if (received != bodyLen) {
-        DIAG_LOG(kLogError, "Uncorrect receive length of buffer: %#x to %#x", received, bodyLen);
-        free(frame);
+    const u16 bodySum = low16(DIAG_PANEL_TRANS_checkSum(frame.aucBuf, bodyLen));
+    if (bodySum != frame.usBufChkSum) {
+        DIAG_LOG(kLogError, "Msg Buffer check err: %#x to %#x", bodySum, frame.usBufChkSum);
+        return false;
+    }
+    return true;
+}
+
+// One pass: magic, header, body, then the frame goes to the dispatch, which frees it. A pass that
+// fails drops what it read; the next one hunts for the magic in whatever follows.
+void readFrame(int fd)
+{
+    DIAG_PANEL_PIPE_MSG_S header{};
+    if (!findMagic(fd) || !readHeader(fd, header)) {
         return;
     }
-    const u16 bodySum = low16(DIAG_PANEL_TRANS_checkSum(frame->aucBuf, bodyLen));
-    if (bodySum != header.usBufChkSum) {
-        DIAG_LOG(kLogError, "Msg Buffer check err: %#x to %#x", bodySum, header.usBufChkSum);
+    DIAG_PANEL_PIPE_MSG_S *frame = allocateFrame(header);
+    if (frame == nullptr) {
+        return;
+    }
+    if (!readBody(fd, *frame)) {
         free(frame);
         return;
     }

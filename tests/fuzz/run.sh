@@ -58,7 +58,7 @@ for target in $targets $readers; do
     edges=$(echo "$done_line" | sed -n 's/.* cov: \([0-9]*\).*/\1/p')
     features=$(echo "$done_line" | sed -n 's/.* ft: \([0-9]*\).*/\1/p')
     corpus=$(echo "$done_line" | sed -n 's/.* corp: \([0-9]*\).*/\1/p')
-    findings=$(ls "$dir/findings/$target" | wc -l)
+    findings=$(find "$dir/findings/$target" -mindepth 1 -maxdepth 1 | wc -l)
     if [ $status -ne 0 ] || [ "$findings" -ne 0 ]; then
         failed=1
         tail -n 40 "$log"

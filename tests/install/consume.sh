@@ -17,6 +17,7 @@ int main(void)
 C
 # The platform symbols come from the firmware's libraries at load time.
 ignore=-Wl,--unresolved-symbols=ignore-in-shared-libs
+# shellcheck disable=SC2046 # pkg-config's flags are meant to be split into words
 PKG_CONFIG_PATH="$scratch/prefix/lib/pkgconfig" \
   cc -std=c11 -Wall -Wextra -Werror -pedantic "$scratch/main.c" -o "$scratch/by-pkg-config" $ignore \
   $(PKG_CONFIG_PATH="$scratch/prefix/lib/pkgconfig" pkg-config --cflags --libs libDiagnosticPanel)

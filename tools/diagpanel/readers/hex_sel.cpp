@@ -2,6 +2,7 @@
 // One record a line as hex bytes: `ipmiutil sel -r` (16 bytes, between the lines ipmiutil writes
 // around them), or the 18 bytes of a Get SEL Entry reply (the next record ID first), which
 // `ipmitool raw` wraps after 16 bytes.
+#include <algorithm>
 #include <array>
 #include <string>
 
@@ -22,12 +23,8 @@ constexpr std::array<std::string_view, 5> kIpmiutilText = {
 
 bool isIpmiutilText(std::string_view line)
 {
-    for (const std::string_view prefix : kIpmiutilText) {
-        if (line.starts_with(prefix)) {
-            return true;
-        }
-    }
-    return false;
+    return std::ranges::any_of(
+        kIpmiutilText, [line](std::string_view prefix) { return line.starts_with(prefix); });
 }
 
 void readHexSel(Lines &lines, ItemOut &out)

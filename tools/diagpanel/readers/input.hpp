@@ -13,8 +13,10 @@ namespace diagpanel {
 class InputFile
 {
   public:
-    static constexpr std::size_t kBuffer = 64 * 1024; // a file's
-    static constexpr std::size_t kLeast = 8 * 1024;   // bytes in memory: enough for any want
+    // A file's buffer.
+    static constexpr std::size_t kBuffer = std::size_t{64} * 1024;
+    // The least buffer for bytes in memory: enough for any want.
+    static constexpr std::size_t kLeast = std::size_t{8} * 1024;
 
     // Opens a regular file; nullopt with why (from "cannot be read: ...") otherwise.
     static std::optional<InputFile> open(const std::string &path, std::string &why);
