@@ -23,30 +23,13 @@ SelEntry record(u16 id, char tag)
     return e;
 }
 
-template <typename T> Reply<T> ok(T value)
-{
-    Reply<T> r;
-    r.value = value;
-    return r;
-}
-
-Reply<SelRecord> refused(u8 completion)
-{
-    Reply<SelRecord> r;
-    r.completion = completion;
-    return r;
-}
-
-Reply<SelRecord> garbled(std::size_t length)
-{
-    Reply<SelRecord> r;
-    r.wrongLength = length;
-    return r;
-}
-
 class ScriptedBmc : public IpmiClient
 {
   public:
+    // An answer: a response, a refusal's completion code, or a response of the wrong length.
+    template <typename T> static Reply<T> ok(T value) { return {value, {}, {}}; }
+    static Reply<SelRecord> refused(u8 code) { return {{}, code, {}}; }
+    static Reply<SelRecord> garbled(std::size_t length) { return {{}, {}, length}; }
     std::optional<OpenFailure> open() override
     {
         ++commands_;
@@ -128,11 +111,9 @@ class ScriptedBmc : public IpmiClient
         if (++commands_ > 1000) {
             return false;
         }
-        if (answersLeft && *answersLeft == 0) {
+        if (answersLeft && (*answersLeft)-- == 0) {
             down = true;
             answersLeft.reset();
-        } else if (answersLeft) {
-            --*answersLeft;
         }
         return !down;
     }
@@ -149,11 +130,11 @@ class ScriptedBmc : public IpmiClient
 // its last record the last one told, as the state store resumes when the position lags the
 // records it kept), and "." (a step). Each step's notes and records go into the trace as
 // "kind:number" and letters, steps apart by " |"; its command count into `commands`.
-const std::map<std::string, Reply<SelRecord>> kBadAnswers = {{"short", garbled(10)},
-                                                             {"long", garbled(20)},
-                                                             {"empty", garbled(0)},
-                                                             {"busy", refused(0xC0)},
-                                                             {"ff", refused(0xFF)}};
+const std::map<std::string, Reply<SelRecord>> kBadAnswers = {{"short", ScriptedBmc::garbled(10)},
+                                                             {"long", ScriptedBmc::garbled(20)},
+                                                             {"empty", ScriptedBmc::garbled(0)},
+                                                             {"busy", ScriptedBmc::refused(0xC0)},
+                                                             {"ff", ScriptedBmc::refused(0xFF)}};
 
 struct Outcome {
     std::string trace, commands;
@@ -272,9 +253,8 @@ const Row kRows[] = {
      "+1 . +1 busy ff . +1 busy busy busy . +1 .", " a | b | unreadable:3 | d", "2 4 5 2"},
     {"a record that names another ID than it was read by: nothing after it lost",
      "+1 . +1 relabel . +1 .", " a | b | c"},
-    {"a restart with nothing new costs Get SEL Info alone", "+3 . restart .", " a b c |", "4 1"},
-    {"a restart with 2 new records: one command more each", "+3 . restart +2 .", " a b c | d e",
-     "4 3"},
+    {"a restart costs Get SEL Info alone, and one command more a new record",
+     "+3 . restart . restart +2 .", " a b c | | d e", "4 1 3"},
     {"a restart after a clear: told, followed from the first record", "+3 . restart clear +1 .",
      " a b c | cleared d", "4 3"},
     {"a restart from a position behind the records kept: none told twice, none lost",
