@@ -60,7 +60,7 @@ echo "cores: $(nproc); CPU: $(sed -n 's/^model name[[:space:]]*: //p' /proc/cpui
 echo "kernel: $(uname -sr); compiler: $(c++ --version | head -n 1)"
 echo "cross: $(arm-linux-gnueabihf-g++ --version | head -n 1)"
 echo "C library: $(ldd --version | head -n 1); $(valgrind --version)"
-echo "$(qemu-arm --version | head -n 1)"
+qemu-arm --version | head -n 1
 echo "load before: $(cut -d' ' -f1-3 /proc/loadavg)"
 
 echo

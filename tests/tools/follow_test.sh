@@ -7,7 +7,7 @@
 set -u
 tool=$1
 board=0x01030103 # the stand-in's default board, whose sensor names the records use
-command -v ipmi_sim >/dev/null && command -v ipmitool >/dev/null || { echo "no ipmi_sim/ipmitool"; exit 77; }
+if ! command -v ipmi_sim >/dev/null || ! command -v ipmitool >/dev/null; then echo "no ipmi_sim/ipmitool"; exit 77; fi
 work=$(mktemp -d)
 sim=
 follower=
@@ -32,56 +32,56 @@ echo wrong >"$work/bad"
 ipmiSimStart "$work" -n || fail "ipmi_sim did not start"
 
 # A SEL record through the BMC's console: record type 02h and the 13 bytes after it.
-addRecord() { exec 3<>/dev/tcp/127.0.0.1/$console && echo "sel_add 0x20 0x02 $*" >&3 && sleep 0.2; exec 3>&-; }
-memory="0x10 0x00 0x00 0x00 0x20 0x00 0x04 0x0c 0x60 0x6f 0xa1 0x00 0x60"
-psu="0x11 0x00 0x00 0x00 0x20 0x00 0x04 0x08 0x30 0x6f 0x01 0xff 0xff"
-temperature="0x12 0x00 0x00 0x00 0x20 0x00 0x04 0x01 0x11 0x01 0x59 0x5a 0x55"
-addRecord $memory; addRecord $psu; addRecord $temperature
+addRecord() { exec 3<>"/dev/tcp/127.0.0.1/$console" && echo "sel_add 0x20 0x02 $*" >&3 && sleep 0.2; exec 3>&-; }
+memory=(0x10 0x00 0x00 0x00 0x20 0x00 0x04 0x0c 0x60 0x6f 0xa1 0x00 0x60)
+psu=(0x11 0x00 0x00 0x00 0x20 0x00 0x04 0x08 0x30 0x6f 0x01 0xff 0xff)
+temperature=(0x12 0x00 0x00 0x00 0x20 0x00 0x04 0x01 0x11 0x01 0x59 0x5a 0x55)
+addRecord "${memory[@]}"; addRecord "${psu[@]}"; addRecord "${temperature[@]}"
 
-follow=(follow --host 127.0.0.1 --port $port --user admin --board $board)
+follow=(follow --host 127.0.0.1 --port "$port" --user admin --board "$board")
 
 # A wrong password: exit 3 with the reason, in bounded time.
 timeout 60 "$tool" "${follow[@]}" --password-file "$work/bad" >"$work/out" 2>"$work/err"
-[ $? = 3 ] && grep -q "wrong password for user 'admin'" "$work/err" || fail "wrong password"
+if [ $? != 3 ] || ! grep -q "wrong password for user 'admin'" "$work/err"; then fail "wrong password"; fi
 
 # Every other refusal the simulator can give, each in its own words: exit 3. The port after the
 # console's has no BMC: nothing answers there.
 while IFS='|' read -r words options; do
     # shellcheck disable=SC2086 # the options are words
     timeout 60 "$tool" follow --host 127.0.0.1 --board $board --password-file "$work/pw" $options >"$work/out" 2>"$work/err"
-    [ $? = 3 ] && grep -qF "cannot follow 127.0.0.1 port " "$work/err" && grep -qF "$words" "$work/err" || fail "$words"
+    if [ $? != 3 ] || ! grep -qF "cannot follow 127.0.0.1 port " "$work/err" || ! grep -qF "$words" "$work/err"; then fail "$words"; fi
 done <<EOF_REFUSALS
 the BMC does not know user 'nobody'|--port $port --user nobody
-the BMC refused cipher suite 17 (try --cipher-suite 17 or 3)|--port $port --user admin --cipher-suite 17
+the BMC refused cipher suite 17 (try --cipher-suite 3)|--port $port --user admin --cipher-suite 17
 no answer from 127.0.0.1 port $((console + 1)) (unreachable, or not an IPMI LAN interface)|--port $((console + 1)) --user admin
 EOF_REFUSALS
 
 # Every existing record, through the library: the fault table that replay gives for the same
 # records, named from the BMC's own SDRs.
 timeout 60 "$tool" "${follow[@]}" --password-file "$work/pw" --records 3 >"$work/out" 2>"$work/err" || fail "follow --records 3"
-bmc() { ipmitool -I lanplus -H 127.0.0.1 -p $port -U admin -f "$work/pw" -C 3 "$@" >/dev/null 2>&1; }
+bmc() { ipmitool -I lanplus -H 127.0.0.1 -p "$port" -U admin -f "$work/pw" -C 3 "$@" >/dev/null 2>&1; }
 bmc sel writeraw "$work/sel.bin"
 bmc sdr dump "$work/sdr.bin"
 "$tool" replay --board $board --sdr "$work/sdr.bin" "$work/sel.bin" >"$work/replayed" || fail "replay"
 faults() { sed -n '/active faults/,/cycle/p' "$1" | grep -v cycle; }
-[ "$(faults "$work/out")" = "$(faults "$work/replayed")" ] && grep -q "power supply 02" "$work/out" || fail "follow and replay differ"
+if [ "$(faults "$work/out")" != "$(faults "$work/replayed")" ] || ! grep -q "power supply 02" "$work/out"; then fail "follow and replay differ"; fi
 
 # Following: a record added shows within a poll; a clear is told and what follows still comes; a
 # BMC that stops answering is told, and once it answers again nothing is lost or read twice.
 IPMI_PASSWORD=secret timeout 120 "$tool" "${follow[@]}" --interval 0.2 --records 6 --stats >"$work/out" 2>"$work/err" &
 follower=$!
 waitFor "$work/out" "(sel:3)"
-addRecord $psu
+addRecord "${psu[@]}"
 waitFor "$work/out" "(sel:4)"
 bmc sel clear
 waitFor "$work/err" "the SEL was cleared"
-addRecord $temperature
+addRecord "${temperature[@]}"
 waitFor "$work/out" "input  SEL .*temperature 11h" 2
 kill $sim; wait $sim 2>/dev/null
 waitFor "$work/err" "the BMC stopped answering"
 ipmiSimRun "$work" -n || fail "ipmi_sim did not start again"
 waitFor "$work/err" "the BMC answers again"
-addRecord $memory
+addRecord "${memory[@]}"
 for _ in $(seq 300); do kill -0 $follower 2>/dev/null || break; sleep 0.1; done
 wait $follower || fail "follow ended with $?"
 follower=
