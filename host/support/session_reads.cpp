@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "session_reads.hpp"
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <dlfcn.h>
+#include <memory>
 #include <sys/prctl.h>
 #include <unistd.h>
 
@@ -31,6 +33,39 @@ bool inIntakeThread()
     return intake;
 }
 
+// What the intake's thread has taken out of its pipe and the library has not read yet. The reader
+// asks for a frame a few bytes at a time (six reads a frame); the pipe is read in large pieces
+// instead, one system call for many frames. Of the thread: a new intake reads a new pipe.
+struct Ahead {
+    static constexpr size_t kSize = 65536; // a pipe's capacity
+    int fd = -1;
+    size_t begin = 0;
+    size_t end = 0;
+    unsigned char bytes[kSize];
+};
+
+ssize_t readAhead(int fd, void *buffer, size_t count)
+{
+    thread_local const std::unique_ptr<Ahead> owned = std::make_unique<Ahead>();
+    Ahead &ahead = *owned;
+    if (ahead.fd != fd) {
+        ahead.fd = fd;
+        ahead.begin = ahead.end = 0;
+    }
+    if (ahead.begin == ahead.end) {
+        const ssize_t got = realRead()(fd, ahead.bytes, Ahead::kSize);
+        if (got <= 0) {
+            return got;
+        }
+        ahead.begin = 0;
+        ahead.end = static_cast<size_t>(got);
+    }
+    const size_t taken = std::min(count, ahead.end - ahead.begin);
+    memcpy(buffer, ahead.bytes + ahead.begin, taken);
+    ahead.begin += taken;
+    return static_cast<ssize_t>(taken);
+}
+
 } // namespace
 
 extern "C" ssize_t read(int fd, void *buffer, size_t count)
@@ -40,7 +75,7 @@ extern "C" ssize_t read(int fd, void *buffer, size_t count)
     }
     const uint64_t before = g_consumed.load(std::memory_order_relaxed);
     host::atIntakeRead(before);
-    const ssize_t got = realRead()(fd, buffer, count);
+    const ssize_t got = count == 0 ? 0 : readAhead(fd, buffer, count);
     if (got > 0) {
         g_consumed.store(before + static_cast<uint64_t>(got), std::memory_order_release);
     }
