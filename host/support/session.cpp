@@ -76,7 +76,9 @@ Session::Session(SessionSetup setup) : setup_(std::move(setup))
 Session::~Session()
 {
     Session *self = this;
-    g_tracked.compare_exchange_strong(self, nullptr);
+    if (g_tracked.compare_exchange_strong(self, nullptr)) {
+        hookIntakeReads(nullptr);
+    }
     HOST_LogHook(nullptr, nullptr); // returns once no hook runs: none runs on a dead session
 }
 
@@ -201,6 +203,7 @@ void Session::track()
     std::lock_guard lock(mutex_);
     posted_ = intakeBytesRead();
     g_tracked = this;
+    hookIntakeReads(atIntakeRead);
 }
 
 int Session::postSel(std::span<const u8> record, u8 severity, StepsAfter after)
@@ -239,7 +242,7 @@ int Session::postTracked(u8 msgType, std::span<const u8> body, u8 severity, Step
     return result;
 }
 
-void atIntakeRead(uint64_t consumed)
+void Session::atIntakeRead(uint64_t consumed)
 {
     Session *self = g_tracked.load(std::memory_order_acquire);
     if (self == nullptr || consumed < self->firstEnd_.load(std::memory_order_acquire)) {
@@ -248,7 +251,7 @@ void atIntakeRead(uint64_t consumed)
     // Frames are longer than a read's step, so one frame at most ended since the previous read;
     // the loop is for safety.
     for (;;) {
-        Session::Boundary boundary{};
+        Boundary boundary{};
         {
             std::lock_guard lock(self->mutex_);
             if (self->boundaries_.empty() || self->boundaries_.front().end > consumed) {

@@ -14,6 +14,7 @@ namespace {
 using ReadFunction = ssize_t (*)(int, void *, size_t);
 
 std::atomic<uint64_t> g_consumed{0}; // written by the intake's thread alone
+std::atomic<host::IntakeReadHook> g_hook{nullptr};
 
 // The read() this one stands in front of (a sanitizer's, if one is loaded, else the C library's).
 ReadFunction realRead()
@@ -44,7 +45,7 @@ struct Ahead {
     unsigned char bytes[kSize];
 };
 
-ssize_t readAhead(int fd, void *buffer, size_t count)
+ssize_t readAhead(int fd, void *buffer, size_t count, bool fill)
 {
     thread_local const std::unique_ptr<Ahead> owned = std::make_unique<Ahead>();
     Ahead &ahead = *owned;
@@ -53,6 +54,9 @@ ssize_t readAhead(int fd, void *buffer, size_t count)
         ahead.begin = ahead.end = 0;
     }
     if (ahead.begin == ahead.end) {
+        if (!fill) {
+            return realRead()(fd, buffer, count);
+        }
         const ssize_t got = realRead()(fd, ahead.bytes, Ahead::kSize);
         if (got <= 0) {
             return got;
@@ -74,8 +78,11 @@ extern "C" ssize_t read(int fd, void *buffer, size_t count)
         return realRead()(fd, buffer, count);
     }
     const uint64_t before = g_consumed.load(std::memory_order_relaxed);
-    host::atIntakeRead(before);
-    const ssize_t got = count == 0 ? 0 : readAhead(fd, buffer, count);
+    const host::IntakeReadHook hook = g_hook.load(std::memory_order_acquire);
+    if (hook != nullptr) {
+        hook(before);
+    }
+    const ssize_t got = count == 0 ? 0 : readAhead(fd, buffer, count, hook != nullptr);
     if (got > 0) {
         g_consumed.store(before + static_cast<uint64_t>(got), std::memory_order_release);
     }
@@ -87,6 +94,11 @@ namespace host {
 uint64_t intakeBytesRead()
 {
     return g_consumed.load(std::memory_order_acquire);
+}
+
+void hookIntakeReads(IntakeReadHook hook)
+{
+    g_hook.store(hook, std::memory_order_release);
 }
 
 } // namespace host
