@@ -281,8 +281,9 @@ void Session::frameTaken(const Boundary &boundary)
         frame.warnings = std::exchange(lines_, {});
         outcomes_.push_back(std::move(frame));
     }
-    for (unsigned n = 0; n < boundary.after.most &&
-                         vclock::now() + parked_.load(std::memory_order_relaxed) < boundary.after.until;
+    for (unsigned n = 0;
+         n < boundary.after.most &&
+         vclock::now() + parked_.load(std::memory_order_relaxed) < boundary.after.until;
          ++n) {
         Outcome step;
         step.step = true;

@@ -2,9 +2,9 @@
 // One run of the library on the stand-in platform, as the host tool drives it: the platform set up
 // (a private /var, the board, sensor names, fan answers), the library started, records and display
 // events posted through its pipe, and their effects collected at markers: the warnings logged and
-// the fault table as the intake left it. Display steps are taken in virtual time while the library's
-// display thread stays parked, so a step costs no round trip: on the caller's thread, or, when
-// frames are tracked, on the intake's thread right after the frame they follow.
+// the fault table as the intake left it. Display steps are taken in virtual time while the
+// library's display thread stays parked, so a step costs no round trip: on the caller's thread, or,
+// when frames are tracked, on the intake's thread right after the frame they follow.
 #pragma once
 
 #include <atomic>
@@ -138,14 +138,14 @@ class Session
     u32 awaited_ = 0;                 // the marker waitFor() sleeps on
 
     // Tracking. The caller posts and queues boundaries; the intake closes them, under mutex_.
-    uint64_t posted_ = 0;                           // bytes of the frames posted
-    std::deque<Boundary> boundaries_;               // frames posted, not yet taken
-    std::atomic<uint64_t> firstEnd_ = UINT64_MAX;   // the first one's end: read without the mutex
-    std::deque<Outcome> outcomes_;                  // in, not yet handed out
-    bool closing_ = false;                          // the intake is taking steps after a frame
-    bool waiting_ = false;                          // outcomes() sleeps until all are in
+    uint64_t posted_ = 0;                         // bytes of the frames posted
+    std::deque<Boundary> boundaries_;             // frames posted, not yet taken
+    std::atomic<uint64_t> firstEnd_ = UINT64_MAX; // the first one's end: read without the mutex
+    std::deque<Outcome> outcomes_;                // in, not yet handed out
+    bool closing_ = false;                        // the intake is taking steps after a frame
+    bool waiting_ = false;                        // outcomes() sleeps until all are in
     std::condition_variable allIn_;
-    std::atomic<unsigned> parked_ = 0;              // seconds of the display's pending sleep
+    std::atomic<unsigned> parked_ = 0; // seconds of the display's pending sleep
 };
 
 // The fault table, bucket by bucket in chain order.
