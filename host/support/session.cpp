@@ -187,6 +187,7 @@ std::vector<HOST_LOG_LINE_S> Session::takeWarnings()
 
 DisplayStep Session::step()
 {
+    outcomeTableKnown_.store(false, std::memory_order_relaxed);
     return takeStep();
 }
 
@@ -275,7 +276,7 @@ void Session::atIntakeRead(uint64_t consumed)
 void Session::frameTaken(const Boundary &boundary)
 {
     Outcome frame;
-    frame.table = faultTable();
+    frame.table = tableIfChanged();
     {
         std::lock_guard lock(mutex_);
         frame.warnings = std::exchange(lines_, {});
@@ -289,11 +290,36 @@ void Session::frameTaken(const Boundary &boundary)
         step.step = true;
         step.display = takeStep();
         step.seconds = vclock::now();
-        step.table = faultTable();
+        step.table = tableIfChanged();
         std::lock_guard lock(mutex_);
         step.warnings = std::exchange(lines_, {});
         outcomes_.push_back(std::move(step));
     }
+}
+
+// The fault table, unless it is the latest outcome's: compared in place, so that an unchanged
+// table (most frames and steps) costs no copy, here or in the caller.
+std::optional<std::vector<DIAG_PANEL_MSG_S>> Session::tableIfChanged()
+{
+    bool same = outcomeTableKnown_.load(std::memory_order_relaxed);
+    std::size_t at = 0;
+    pthread_mutex_lock(&g_HashMutex);
+    for (u32 bucket = 0;
+         same && g_stHashHandle.ppstList != nullptr && bucket < g_stHashHandle.uiListNum;
+         ++bucket) {
+        for (const DIAG_PANEL_NODE_S *node = g_stHashHandle.ppstList[bucket];
+             same && node != nullptr; node = node->pstNext, ++at) {
+            same = at < outcomeTable_.size() &&
+                   memcmp(&outcomeTable_[at], &node->stMsg, sizeof node->stMsg) == 0;
+        }
+    }
+    pthread_mutex_unlock(&g_HashMutex);
+    if (same && at == outcomeTable_.size()) {
+        return std::nullopt;
+    }
+    outcomeTable_ = faultTable();
+    outcomeTableKnown_.store(true, std::memory_order_relaxed);
+    return outcomeTable_;
 }
 
 std::deque<Outcome> Session::outcomes(std::chrono::milliseconds timeout, bool *complete)

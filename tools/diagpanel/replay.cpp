@@ -241,7 +241,8 @@ void Replay::collect(std::chrono::milliseconds wait)
     std::deque<host::Outcome> outcomes = session_->outcomes(wait, &complete);
     for (host::Outcome &outcome : outcomes) {
         if (outcome.step) {
-            stepped(outcome.display, outcome.seconds, outcome.warnings, outcome.table);
+            stepped(outcome.display, outcome.seconds, outcome.warnings,
+                    outcome.table ? *outcome.table : table_);
             continue;
         }
         if (sent_ == 0) {
@@ -250,8 +251,11 @@ void Replay::collect(std::chrono::milliseconds wait)
         const InFlight input = std::move(inFlight_.front());
         inFlight_.pop_front();
         --sent_;
-        const host::Effects effects{0, std::move(outcome.warnings), std::move(outcome.table)};
-        writeOut(input, &effects);
+        host::Effects effects{0, std::move(outcome.warnings), {}};
+        if (outcome.table) {
+            effects.table = std::move(*outcome.table);
+        }
+        writeOut(input, &effects, outcome.table ? nullptr : &table_);
     }
     for (; wait.count() > 0 && !complete && sent_ > 0; --sent_) {
         writeOut(inFlight_.front(), nullptr);
@@ -292,14 +296,16 @@ void Replay::settle()
     horizon_ = now() + parked_;
 }
 
-void Replay::writeOut(const InFlight &input, const host::Effects *effects)
+void Replay::writeOut(const InFlight &input, const host::Effects *effects,
+                      const std::vector<DIAG_PANEL_MSG_S> *table)
 {
     const TimeMap *times = std::exchange(clockOf_, &input.times);
-    written(input, effects);
+    written(input, effects, table);
     clockOf_ = times;
 }
 
-void Replay::written(const InFlight &input, const host::Effects *effects)
+void Replay::written(const InFlight &input, const host::Effects *effects,
+                     const std::vector<DIAG_PANEL_MSG_S> *table)
 {
     if (skippedCycles_ > 0) {
         flushPanel(input.at); // a skipped stretch ends with the input that follows it
@@ -326,8 +332,10 @@ void Replay::written(const InFlight &input, const host::Effects *effects)
         stuck.text = "the library's intake did not take the record within " + waited();
         emit(stuck, &item);
     }
-    changes(&item, effects != nullptr ? effects->warnings : std::vector<HOST_LOG_LINE_S>{},
-            effects != nullptr ? effects->table : table_);
+    if (table == nullptr) {
+        table = effects != nullptr ? &effects->table : &table_;
+    }
+    changes(&item, effects != nullptr ? effects->warnings : std::vector<HOST_LOG_LINE_S>{}, *table);
     settledFrom_ = pending_.size();
     ++played_;
     progress();
@@ -343,6 +351,9 @@ void Replay::changes(const Item *item, const std::vector<HOST_LOG_LINE_S> &warni
         warning.level = line.uiLevel;
         warning.text = line.acText;
         emit(warning, item);
+    }
+    if (&table == &table_) {
+        return; // unchanged
     }
     for (const DIAG_PANEL_MSG_S &old : table_) {
         if (std::none_of(table.begin(), table.end(),

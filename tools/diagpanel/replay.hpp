@@ -110,8 +110,11 @@ class Replay
     void collect(std::chrono::milliseconds wait);
     int apply(const Item &item);
     void settle();
-    void writeOut(const InFlight &input, const host::Effects *effects);
-    void written(const InFlight &input, const host::Effects *effects);
+    // `table`: the fault table after the input, when not the effects' own.
+    void writeOut(const InFlight &input, const host::Effects *effects,
+                  const std::vector<DIAG_PANEL_MSG_S> *table = nullptr);
+    void written(const InFlight &input, const host::Effects *effects,
+                 const std::vector<DIAG_PANEL_MSG_S> *table);
     void changes(const Item *item, const std::vector<HOST_LOG_LINE_S> &warnings,
                  const std::vector<DIAG_PANEL_MSG_S> &table);
     void emit(Event event, const Item *item);

@@ -56,13 +56,14 @@ struct StepsAfter {
 
 // With frames tracked, what happened in the library, in order: a frame taken (its warnings and
 // the fault table after it), or a display step taken after one (its code and sleep, the display's
-// virtual seconds after it, its warnings and the table after it).
+// virtual seconds after it, its warnings and the table after it). The table is left out when it
+// is the previous outcome's.
 struct Outcome {
     bool step = false;
     DisplayStep display;
     uint64_t seconds = 0;
     std::vector<HOST_LOG_LINE_S> warnings;
-    std::vector<DIAG_PANEL_MSG_S> table;
+    std::optional<std::vector<DIAG_PANEL_MSG_S>> table;
 };
 
 class Session
@@ -127,6 +128,7 @@ class Session
     int postTracked(u8 msgType, std::span<const u8> body, u8 severity, StepsAfter after);
     void frameTaken(const Boundary &boundary);
     DisplayStep takeStep();
+    std::optional<std::vector<DIAG_PANEL_MSG_S>> tableIfChanged();
 
     SessionSetup setup_;
     bool privateVar_ = false;
@@ -146,6 +148,10 @@ class Session
     bool waiting_ = false;                        // outcomes() sleeps until all are in
     std::condition_variable allIn_;
     std::atomic<unsigned> parked_ = 0; // seconds of the display's pending sleep
+    // The table of the latest outcome (the intake's thread's); not known after a step taken by
+    // the caller.
+    std::vector<DIAG_PANEL_MSG_S> outcomeTable_;
+    std::atomic<bool> outcomeTableKnown_ = false;
 };
 
 // The fault table, bucket by bucket in chain order.
