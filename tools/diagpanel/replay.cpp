@@ -21,8 +21,6 @@ constexpr std::size_t kTailSteps = 4096;         // at the end, the longest wait
 constexpr auto kWait = std::chrono::seconds(10); // for the intake to take what was posted
 constexpr std::size_t kPostRun = 16;             // inputs posted at once, while the tool reads on
 constexpr auto kProgressEvery = std::chrono::milliseconds(100);
-constexpr std::size_t kHandOff = 256;      // timeline events handed to the writer at once
-constexpr std::size_t kWriterAhead = 4096; // events the writer may lag behind by
 
 // "10 s", for the warnings that say what was waited for in vain.
 std::string waited()
@@ -98,13 +96,6 @@ Replay::Replay(ReplayOptions options, std::vector<Sink *> sinks)
 {
 }
 
-Replay::~Replay()
-{
-    if (writer_) {
-        handOff(true);
-    }
-}
-
 bool Replay::start(std::string &why)
 {
     host::SessionSetup setup;
@@ -131,10 +122,6 @@ bool Replay::start(std::string &why)
     }
     session.track();
     horizon_ = now() + parked_;
-    if (options_.batch > 1) { // after the session: it wants the process to itself at first
-        writer_ = std::make_unique<Writer>();
-        writer_->thread = std::thread([this] { writeEvents(); });
-    }
     return true;
 }
 
@@ -402,67 +389,14 @@ void Replay::emit(Event event, const Item *item)
             Event input = event; // what caused the lines that follow
             input.kind = Event::Kind::Input;
             input.text = event.record;
-            deliver(std::move(input));
+            for (Sink *sink : sinks_) {
+                sink->event(input);
+            }
         }
         announced_ = played_ + 1;
     }
-    deliver(std::move(event));
-}
-
-void Replay::deliver(Event event)
-{
-    if (!writer_) {
-        for (Sink *sink : sinks_) {
-            sink->event(event);
-        }
-        return;
-    }
-    gathered_.push_back(std::move(event));
-    if (gathered_.size() >= kHandOff) {
-        handOff(false);
-    }
-}
-
-// Hands the events gathered to the writer, once it lags behind by no more than kWriterAhead;
-// `last`: they are the last, and the writer has written them out on return.
-void Replay::handOff(bool last)
-{
-    Writer &writer = *writer_;
-    {
-        std::unique_lock lock(writer.mutex);
-        writer.changed.wait(lock, [&] { return writer.queue.size() < kWriterAhead; });
-        writer.queue.insert(writer.queue.end(), std::make_move_iterator(gathered_.begin()),
-                            std::make_move_iterator(gathered_.end()));
-        writer.last = last;
-    }
-    writer.changed.notify_all();
-    gathered_.clear();
-    if (last) {
-        writer.thread.join();
-        writer_.reset();
-    }
-}
-
-void Replay::writeEvents()
-{
-    Writer &writer = *writer_;
-    std::vector<Event> batch;
-    for (;;) {
-        {
-            std::unique_lock lock(writer.mutex);
-            writer.changed.wait(lock, [&] { return !writer.queue.empty() || writer.last; });
-            if (writer.queue.empty()) {
-                return;
-            }
-            batch.swap(writer.queue);
-        }
-        writer.changed.notify_all(); // room for more
-        for (const Event &event : batch) {
-            for (Sink *sink : sinks_) {
-                sink->event(event);
-            }
-        }
-        batch.clear();
+    for (Sink *sink : sinks_) {
+        sink->event(event);
     }
 }
 
@@ -596,9 +530,6 @@ void Replay::finish(std::size_t problems, bool runOn)
     summary.records = played_;
     summary.problems = problems;
     summary.live = !runOn;
-    if (writer_) {
-        handOff(true);
-    }
     for (Sink *sink : sinks_) {
         sink->end(summary);
     }

@@ -4,13 +4,9 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
 #include <deque>
 #include <map>
-#include <memory>
-#include <mutex>
 #include <optional>
-#include <thread>
 #include <vector>
 
 #include <host_platform/diagpanel_host.h>
@@ -70,9 +66,6 @@ class Replay
 {
   public:
     Replay(ReplayOptions options, std::vector<Sink *> sinks);
-    ~Replay();
-    Replay(const Replay &) = delete;
-    Replay &operator=(const Replay &) = delete;
     // Starts the library; false (with why) when it cannot run.
     bool start(std::string &why);
     uint64_t beginFile() { return times_.beginFile(); }
@@ -118,9 +111,6 @@ class Replay
     void changes(const Item *item, const std::vector<HOST_LOG_LINE_S> &warnings,
                  const std::vector<DIAG_PANEL_MSG_S> &table);
     void emit(Event event, const Item *item);
-    void deliver(Event event);
-    void handOff(bool last);
-    void writeEvents();
     // Writes out the panel's pending steps; a repeat reaches no further than `upTo`, the time of
     // the input that ends it.
     void flushPanel(uint64_t upTo = UINT64_MAX);
@@ -147,18 +137,6 @@ class Replay
     std::size_t announced_ = 0; // 1 + the input whose line the timeline showed last
     std::size_t played_ = 0;
     std::chrono::steady_clock::time_point lastProgress_{};
-
-    // A replay that is not live hands its timeline to a thread of its own, which writes it out in
-    // order while this one drives the library.
-    struct Writer {
-        std::mutex mutex;
-        std::condition_variable changed;
-        std::vector<Event> queue; // handed off, not yet written
-        bool last = false;        // nothing more comes
-        std::thread thread;
-    };
-    std::unique_ptr<Writer> writer_;
-    std::vector<Event> gathered_; // not yet handed off
 };
 
 } // namespace diagpanel
