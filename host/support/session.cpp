@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host_support/session.hpp"
 
+#include <array>
+#include <cstring>
 #include <sched.h>
 #include <utility>
 
@@ -12,6 +14,7 @@
 #include "host_support/intake.hpp"
 #include "host_support/private_var.hpp"
 #include "host_support/table.hpp"
+#include "session_reads.hpp"
 
 namespace host {
 
@@ -22,6 +25,10 @@ constexpr unsigned kFans = 256;          // every fan number a record can name
 constexpr u32 kWarningLevel = 4;         // log levels up to this one are warnings or worse
 constexpr unsigned kDiagModeSeconds = 1; // the display thread's sleep while the firmware's
                                          // diagnostic mode owns the panel
+constexpr unsigned kStepSeconds = 4;     // taken as the sleep of a step that slept none
+
+// The session whose frames are tracked; at most one.
+std::atomic<Session *> g_tracked{nullptr};
 
 // One turn of the display thread's loop, as DIAG_PANEL_DisplayTask takes it.
 void displayTurn()
@@ -68,6 +75,10 @@ Session::Session(SessionSetup setup) : setup_(std::move(setup))
 
 Session::~Session()
 {
+    Session *self = this;
+    if (g_tracked.compare_exchange_strong(self, nullptr)) {
+        hookIntakeReads(nullptr);
+    }
     HOST_LogHook(nullptr, nullptr); // returns once no hook runs: none runs on a dead session
 }
 
@@ -91,6 +102,7 @@ std::optional<DisplayStep> Session::start()
     if (seconds == 0) {
         return std::nullopt;
     }
+    parked_ = seconds;
     return DisplayStep{latestCode(), seconds};
 }
 
@@ -175,9 +187,160 @@ std::vector<HOST_LOG_LINE_S> Session::takeWarnings()
 
 DisplayStep Session::step()
 {
+    outcomeTableKnown_.store(false, std::memory_order_relaxed);
+    return takeStep();
+}
+
+DisplayStep Session::takeStep()
+{
     const u32 before = HOST_PanelCount();
     const unsigned seconds = vclock::stepHere(displayTurn);
+    parked_.store(seconds != 0 ? seconds : kStepSeconds, std::memory_order_relaxed);
     return {HOST_PanelCount() > before ? latestCode() : std::nullopt, seconds};
+}
+
+void Session::track()
+{
+    std::lock_guard lock(mutex_);
+    posted_ = intakeBytesRead();
+    g_tracked = this;
+    hookIntakeReads(atIntakeRead);
+}
+
+int Session::postSel(std::span<const u8> record, u8 severity, StepsAfter after)
+{
+    return postTracked(DIAG_PANEL_MSG_TYPE_SEL, record, severity, after);
+}
+
+int Session::postEvent(u32 type, u8 percent, StepsAfter after)
+{
+    std::array<u8, DIAG_PANEL_EVENT_LEN> body{};
+    memcpy(body.data(), &type, sizeof type);
+    body[4] = percent;
+    return postTracked(DIAG_PANEL_MSG_TYPE_EVENT, body, 0, after);
+}
+
+int Session::postTracked(u8 msgType, std::span<const u8> body, u8 severity, StepsAfter after)
+{
+    const uint64_t size = sizeof(DIAG_PANEL_PIPE_MSG_S) + body.size();
+    {
+        // Queued before the frame goes in: the intake may take it at once, and would otherwise
+        // find no boundary and block in its next read with the frame's outcome left behind.
+        std::lock_guard lock(mutex_);
+        posted_ += size;
+        boundaries_.push_back({posted_, after});
+        firstEnd_ = boundaries_.front().end;
+    }
+    const int result = postFrame(msgType, body, severity);
+    if (result != 0) {
+        // Nothing went in, so the intake cannot have reached the frame's end: it is still queued,
+        // the last.
+        std::lock_guard lock(mutex_);
+        posted_ -= size;
+        boundaries_.pop_back();
+        firstEnd_ = boundaries_.empty() ? UINT64_MAX : boundaries_.front().end;
+    }
+    return result;
+}
+
+void Session::atIntakeRead(uint64_t consumed)
+{
+    Session *self = g_tracked.load(std::memory_order_acquire);
+    if (self == nullptr || consumed < self->firstEnd_.load(std::memory_order_acquire)) {
+        return;
+    }
+    // Frames are longer than a read's step, so one frame at most ended since the previous read;
+    // the loop is for safety.
+    for (;;) {
+        Boundary boundary{};
+        {
+            std::lock_guard lock(self->mutex_);
+            if (self->boundaries_.empty() || self->boundaries_.front().end > consumed) {
+                self->firstEnd_ =
+                    self->boundaries_.empty() ? UINT64_MAX : self->boundaries_.front().end;
+                self->closing_ = false;
+                if (self->waiting_ && self->boundaries_.empty()) {
+                    self->allIn_.notify_all();
+                }
+                return;
+            }
+            boundary = self->boundaries_.front();
+            self->boundaries_.pop_front();
+            self->closing_ = true;
+        }
+        self->frameTaken(boundary);
+    }
+}
+
+// On the intake's thread, in its read(): the frame's outcome, then the steps asked for after it.
+void Session::frameTaken(const Boundary &boundary)
+{
+    Outcome frame;
+    frame.table = tableIfChanged();
+    {
+        std::lock_guard lock(mutex_);
+        frame.warnings = std::exchange(lines_, {});
+        outcomes_.push_back(std::move(frame));
+    }
+    for (unsigned n = 0;
+         n < boundary.after.most &&
+         vclock::now() + parked_.load(std::memory_order_relaxed) < boundary.after.until;
+         ++n) {
+        Outcome step;
+        step.step = true;
+        step.display = takeStep();
+        step.seconds = vclock::now();
+        step.table = tableIfChanged();
+        std::lock_guard lock(mutex_);
+        step.warnings = std::exchange(lines_, {});
+        outcomes_.push_back(std::move(step));
+    }
+}
+
+// The fault table, unless it is the latest outcome's: compared in place, so that an unchanged
+// table (most frames and steps) costs no copy, here or in the caller.
+std::optional<std::vector<DIAG_PANEL_MSG_S>> Session::tableIfChanged()
+{
+    bool same = outcomeTableKnown_.load(std::memory_order_relaxed);
+    std::size_t at = 0;
+    pthread_mutex_lock(&g_HashMutex);
+    for (u32 bucket = 0;
+         same && g_stHashHandle.ppstList != nullptr && bucket < g_stHashHandle.uiListNum;
+         ++bucket) {
+        for (const DIAG_PANEL_NODE_S *node = g_stHashHandle.ppstList[bucket];
+             same && node != nullptr; node = node->pstNext, ++at) {
+            same = at < outcomeTable_.size() &&
+                   memcmp(&outcomeTable_[at], &node->stMsg, sizeof node->stMsg) == 0;
+        }
+    }
+    pthread_mutex_unlock(&g_HashMutex);
+    if (same && at == outcomeTable_.size()) {
+        return std::nullopt;
+    }
+    outcomeTable_ = faultTable();
+    outcomeTableKnown_.store(true, std::memory_order_relaxed);
+    return outcomeTable_;
+}
+
+std::deque<Outcome> Session::outcomes(std::chrono::milliseconds timeout, bool *complete)
+{
+    std::unique_lock lock(mutex_);
+    const auto allIn = [&] { return boundaries_.empty() && !closing_; };
+    if (timeout.count() > 0 && !allIn()) {
+        lock.unlock();
+        yieldUntil([&] {
+            std::lock_guard held(mutex_);
+            return allIn();
+        });
+        lock.lock();
+        waiting_ = true;
+        allIn_.wait_for(lock, timeout, allIn);
+        waiting_ = false;
+    }
+    if (complete != nullptr) {
+        *complete = allIn();
+    }
+    return std::exchange(outcomes_, {});
 }
 
 uint64_t Session::seconds() const

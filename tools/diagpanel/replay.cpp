@@ -117,7 +117,12 @@ bool Replay::start(std::string &why)
     }
     session.takeWarnings();
     pending_.push_back({0, first->code, parked_});
-    return drain();
+    if (!drain()) {
+        return false;
+    }
+    session.track();
+    horizon_ = now() + parked_;
+    return true;
 }
 
 uint64_t Replay::now() const
@@ -135,37 +140,113 @@ bool Replay::drain()
 void Replay::play(const Item &item)
 {
     const uint64_t at = times_.place(item);
-    if (now() + parked_ < at) {
-        settle(); // the display steps only once every frame before it has been taken
+    if (horizon_ < at && !stepsAfterLatest(at)) {
+        settle(); // steps here see every frame before them taken
         runUntil(at);
+        horizon_ = now() + parked_;
     }
     if (item.kind == Item::Kind::Wait) {
         return;
     }
-    const bool posted = item.kind == Item::Kind::Sel || item.kind == Item::Kind::Event;
-    if (!posted) {
+    if (item.kind != Item::Kind::Sel && item.kind != Item::Kind::Event) {
         settle(); // a platform setting applies to the frames after it only
+        const InFlight input{item, at, times_, apply(item), std::nullopt};
+        const host::Effects effects{0, session_->takeWarnings(), host::faultTable()};
+        writeOut(input, &effects);
+        return;
     }
-    inFlight_.push_back({item, at, times_, posted ? 0 : apply(item), 0});
-    if (inFlight_.size() - sent_ >= kPostRun) {
-        post();
+    inFlight_.push_back({item, at, times_, 0, std::nullopt});
+    if (inFlight_.size() - sent_ > kPostRun) {
+        post(false);
     }
-    if (inFlight_.size() >= std::max<std::size_t>(options_.batch, 1)) {
+    const std::size_t batch = std::max<std::size_t>(options_.batch, 1);
+    if (batch == 1) {
         settle();
+    } else if (inFlight_.size() >= batch) {
+        collect(std::chrono::milliseconds(0)); // whatever is in, without waiting
+        if (inFlight_.size() >= 2 * batch) {
+            collect(kWait);
+        }
     }
 }
 
-// The frames of the inputs not yet posted, each followed by its marker, back to back: the intake
-// takes them without waiting in read() between two, and each wait there costs a wake-up.
-void Replay::post()
+// The display's steps up to `at` are asked of the intake's thread, after the latest input's frame,
+// when the latest input is a frame not yet posted with none asked yet, and when they are too few
+// for a steady cycle to be looked for (a step takes a second or more): the replay goes on without
+// waiting for the intake.
+bool Replay::stepsAfterLatest(uint64_t at)
 {
-    for (; sent_ < inFlight_.size(); ++sent_) {
+    if (inFlight_.size() == sent_ || inFlight_.back().stepsUntil || at - horizon_ > kSettleSteps) {
+        return false;
+    }
+    inFlight_.back().stepsUntil = at - skipped_;
+    horizon_ = at;
+    return true;
+}
+
+// The frames of the inputs not yet posted, back to back: the intake takes them without waiting in
+// read() between two, and each wait there costs a wake-up. The latest waits (unless `all`) until
+// the steps after it are known.
+void Replay::post(bool all)
+{
+    while (sent_ + (all ? 0 : 1) < inFlight_.size()) {
         InFlight &input = inFlight_[sent_];
-        const Item::Kind kind = input.item.kind;
-        if (kind == Item::Kind::Sel || kind == Item::Kind::Event) {
-            input.result = apply(input.item);
+        const host::StepsAfter after{input.stepsUntil.value_or(0),
+                                     input.stepsUntil ? unsigned{kSettleSteps} : 0u};
+        const u8 severity = input.item.severity.value_or(options_.severity.value_or(0));
+        input.result = input.item.kind == Item::Kind::Sel
+                           ? session_->postSel(input.item.sel, severity, after)
+                           : session_->postEvent(input.item.eventType, input.item.percent, after);
+        ++sent_;
+        if (input.result != 0) {
+            refused();
         }
-        input.marker = session_->mark();
+    }
+}
+
+// A frame the library refused has no outcome: the inputs before it are written out, then it, with
+// what was logged meanwhile, then the steps asked for after it are taken here.
+void Replay::refused()
+{
+    --sent_;
+    InFlight input = std::move(inFlight_[sent_]);
+    inFlight_.erase(inFlight_.begin() + static_cast<std::ptrdiff_t>(sent_));
+    collect(kWait);
+    const host::Effects effects{0, session_->takeWarnings(), host::faultTable()};
+    writeOut(input, &effects);
+    if (input.stepsUntil) {
+        runUntil(*input.stepsUntil + skipped_);
+    }
+    horizon_ = now() + parked_;
+}
+
+// Writes out what the library did, in order, as far as its outcomes are in; `wait`: until every
+// frame posted is taken, with the steps after it.
+void Replay::collect(std::chrono::milliseconds wait)
+{
+    bool complete = false;
+    std::deque<host::Outcome> outcomes = session_->outcomes(wait, &complete);
+    for (host::Outcome &outcome : outcomes) {
+        if (outcome.step) {
+            stepped(outcome.display, outcome.seconds, outcome.warnings,
+                    outcome.table ? *outcome.table : table_);
+            continue;
+        }
+        if (sent_ == 0) {
+            continue; // of a frame given up on
+        }
+        const InFlight input = std::move(inFlight_.front());
+        inFlight_.pop_front();
+        --sent_;
+        host::Effects effects{0, std::move(outcome.warnings), {}};
+        if (outcome.table) {
+            effects.table = std::move(*outcome.table);
+        }
+        writeOut(input, &effects, outcome.table ? nullptr : &table_);
+    }
+    for (; wait.count() > 0 && !complete && sent_ > 0; --sent_) {
+        writeOut(inFlight_.front(), nullptr);
+        inFlight_.pop_front();
     }
 }
 
@@ -197,29 +278,21 @@ int Replay::apply(const Item &item)
 // Writes out what each input in flight did, in order, as if each had been waited for alone.
 void Replay::settle()
 {
-    if (inFlight_.empty()) {
-        return;
-    }
     post();
-    std::deque<host::Effects> effects = session_->waitFor(inFlight_.back().marker, kWait);
-    for (InFlight &input : inFlight_) {
-        const auto found =
-            std::find_if(effects.begin(), effects.end(), [&](const host::Effects &e) {
-                return input.marker != 0 && e.marker == input.marker;
-            });
-        effects.erase(effects.begin(), found);
-        const TimeMap *times = std::exchange(clockOf_, &input.times);
-        written(input, effects.empty() ? nullptr : &effects.front());
-        clockOf_ = times;
-        if (!effects.empty()) {
-            effects.pop_front();
-        }
-    }
-    inFlight_.clear();
-    sent_ = 0;
+    collect(kWait); // also when nothing is in flight: steps after the latest may be under way
+    horizon_ = now() + parked_;
 }
 
-void Replay::written(const InFlight &input, const host::Effects *effects)
+void Replay::writeOut(const InFlight &input, const host::Effects *effects,
+                      const std::vector<DIAG_PANEL_MSG_S> *table)
+{
+    const TimeMap *times = std::exchange(clockOf_, &input.times);
+    written(input, effects, table);
+    clockOf_ = times;
+}
+
+void Replay::written(const InFlight &input, const host::Effects *effects,
+                     const std::vector<DIAG_PANEL_MSG_S> *table)
 {
     if (skippedCycles_ > 0) {
         flushPanel(input.at); // a skipped stretch ends with the input that follows it
@@ -246,8 +319,10 @@ void Replay::written(const InFlight &input, const host::Effects *effects)
         stuck.text = "the library's intake did not take the record within " + waited();
         emit(stuck, &item);
     }
-    changes(&item, effects != nullptr ? effects->warnings : std::vector<HOST_LOG_LINE_S>{},
-            effects != nullptr ? effects->table : table_);
+    if (table == nullptr) {
+        table = effects != nullptr ? &effects->table : &table_;
+    }
+    changes(&item, effects != nullptr ? effects->warnings : std::vector<HOST_LOG_LINE_S>{}, *table);
     settledFrom_ = pending_.size();
     ++played_;
     progress();
@@ -263,6 +338,9 @@ void Replay::changes(const Item *item, const std::vector<HOST_LOG_LINE_S> &warni
         warning.level = line.uiLevel;
         warning.text = line.acText;
         emit(warning, item);
+    }
+    if (&table == &table_) {
+        return; // unchanged
     }
     for (const DIAG_PANEL_MSG_S &old : table_) {
         if (std::none_of(table.begin(), table.end(),
@@ -339,7 +417,15 @@ void Replay::runUntil(uint64_t time)
 void Replay::step()
 {
     const host::DisplayStep taken = session_->step();
-    const uint64_t at = now();
+    stepped(taken, session_->seconds(), session_->takeWarnings(), host::faultTable());
+}
+
+// A display step's results as the timeline tells them; `seconds`: the display's after it.
+void Replay::stepped(const host::DisplayStep &taken, uint64_t seconds,
+                     const std::vector<HOST_LOG_LINE_S> &warnings,
+                     const std::vector<DIAG_PANEL_MSG_S> &table)
+{
+    const uint64_t at = seconds + skipped_;
     current_ = at;
     parked_ = taken.seconds != 0 ? taken.seconds : kStepSeconds;
     pending_.push_back({at, taken.code, parked_});
@@ -350,7 +436,7 @@ void Replay::step()
         stuck.text = "the display step did not end in its sleep";
         emit(stuck, nullptr);
     }
-    changes(nullptr, session_->takeWarnings(), host::faultTable()); // the display step's own
+    changes(nullptr, warnings, table); // the display step's own
 }
 
 // Nothing changes while the display repeats a steady cycle: whole cycles up to the next input

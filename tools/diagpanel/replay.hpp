@@ -84,18 +84,30 @@ class Replay
         uint64_t at;
         TimeMap times; // as it was when the input was placed
         int result;    // of the post
-        u32 marker;    // posted after it; 0 when that failed
+        // Display steps asked for after its frame, while the next is due before then (the
+        // display's own seconds, skipped cycles left out).
+        std::optional<uint64_t> stepsUntil;
     };
 
     uint64_t now() const;
     void runUntil(uint64_t time);
     void step();
+    void stepped(const host::DisplayStep &taken, uint64_t seconds,
+                 const std::vector<HOST_LOG_LINE_S> &warnings,
+                 const std::vector<DIAG_PANEL_MSG_S> &table);
     void trySkip(uint64_t until);
     bool drain();
-    void post();
+    bool stepsAfterLatest(uint64_t at);
+    void post(bool all = true);
+    void refused();
+    void collect(std::chrono::milliseconds wait);
     int apply(const Item &item);
     void settle();
-    void written(const InFlight &input, const host::Effects *effects);
+    // `table`: the fault table after the input, when not the effects' own.
+    void writeOut(const InFlight &input, const host::Effects *effects,
+                  const std::vector<DIAG_PANEL_MSG_S> *table = nullptr);
+    void written(const InFlight &input, const host::Effects *effects,
+                 const std::vector<DIAG_PANEL_MSG_S> *table);
     void changes(const Item *item, const std::vector<HOST_LOG_LINE_S> &warnings,
                  const std::vector<DIAG_PANEL_MSG_S> &table);
     void emit(Event event, const Item *item);
@@ -109,8 +121,11 @@ class Replay
     std::optional<host::Session> session_; // from start() on
     TimeMap times_;
     const TimeMap *clockOf_ = &times_; // the SEL clock of the events being written out
-    std::vector<InFlight> inFlight_;
+    std::deque<InFlight> inFlight_;
     std::size_t sent_ = 0; // of inFlight_, those whose frames are posted
+    // The time before which the display takes no step: exact once every outcome is in, else a
+    // lower bound, the last time steps were asked for up to.
+    uint64_t horizon_ = 0;
     uint64_t current_ = 0; // the time of the input or display step in hand
     unsigned parked_ = 0;  // seconds of the display's pending sleep
     uint64_t skipped_ = 0; // virtual seconds of whole cycles not stepped

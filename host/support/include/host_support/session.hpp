@@ -2,8 +2,9 @@
 // One run of the library on the stand-in platform, as the host tool drives it: the platform set up
 // (a private /var, the board, sensor names, fan answers), the library started, records and display
 // events posted through its pipe, and their effects collected at markers: the warnings logged and
-// the fault table as the intake left it. Display steps are taken on the caller's thread in virtual
-// time while the library's display thread stays parked, so a step costs no round trip.
+// the fault table as the intake left it. Display steps are taken in virtual time while the
+// library's display thread stays parked, so a step costs no round trip: on the caller's thread, or,
+// when frames are tracked, on the intake's thread right after the frame they follow.
 #pragma once
 
 #include <atomic>
@@ -46,6 +47,25 @@ struct DisplayStep {
     unsigned seconds = 0;
 };
 
+// Display steps to take after a tracked frame: while the next step is due before `until` (virtual
+// seconds of the display), at most `most` of them.
+struct StepsAfter {
+    uint64_t until = 0;
+    unsigned most = 0;
+};
+
+// With frames tracked, what happened in the library, in order: a frame taken (its warnings and
+// the fault table after it), or a display step taken after one (its code and sleep, the display's
+// virtual seconds after it, its warnings and the table after it). The table is left out when it
+// is the previous outcome's.
+struct Outcome {
+    bool step = false;
+    DisplayStep display;
+    uint64_t seconds = 0;
+    std::vector<HOST_LOG_LINE_S> warnings;
+    std::optional<std::vector<DIAG_PANEL_MSG_S>> table;
+};
+
 class Session
 {
   public:
@@ -79,13 +99,36 @@ class Session
     std::vector<HOST_LOG_LINE_S> takeWarnings();
 
     // One turn of the display thread's loop, taken on this thread. Only once the intake has taken
-    // every frame the step must see.
+    // every frame the step must see (and, when tracking, every outcome is in).
     DisplayStep step();
+
+    // From here on, each frame posted is told from the next by the bytes the intake has read, not
+    // by a marker after it: its effects, and the display steps asked for after it, are taken on
+    // the intake's thread as it goes on to read the next frame, and come out of outcomes(). Call
+    // it once every frame posted so far has been taken (after a marker waited for).
+    void track();
+    // Posts a tracked frame; `after`: display steps to take once the intake has taken it. The
+    // library's result; a frame refused has no outcome.
+    int postSel(std::span<const u8> record, u8 severity, StepsAfter after);
+    int postEvent(u32 type, u8 percent, StepsAfter after);
+    // The outcomes in so far; with a timeout, once every frame posted has been taken and every
+    // step after it taken (or the timeout has passed: `complete` tells which).
+    std::deque<Outcome> outcomes(std::chrono::milliseconds timeout, bool *complete = nullptr);
     // Virtual seconds of the display so far.
     uint64_t seconds() const;
 
   private:
+    struct Boundary {
+        uint64_t end; // the bytes the intake has read once it has read the frame
+        StepsAfter after;
+    };
+
     static void onLog(const HOST_LOG_LINE_S *line, void *self);
+    static void atIntakeRead(uint64_t consumed);
+    int postTracked(u8 msgType, std::span<const u8> body, u8 severity, StepsAfter after);
+    void frameTaken(const Boundary &boundary);
+    DisplayStep takeStep();
+    std::optional<std::vector<DIAG_PANEL_MSG_S>> tableIfChanged();
 
     SessionSetup setup_;
     bool privateVar_ = false;
@@ -95,6 +138,20 @@ class Session
     std::deque<Effects> effects_;
     std::atomic<u32> lastMarker_ = 0; // changed under the mutex, read without it while yielding
     u32 awaited_ = 0;                 // the marker waitFor() sleeps on
+
+    // Tracking. The caller posts and queues boundaries; the intake closes them, under mutex_.
+    uint64_t posted_ = 0;                         // bytes of the frames posted
+    std::deque<Boundary> boundaries_;             // frames posted, not yet taken
+    std::atomic<uint64_t> firstEnd_ = UINT64_MAX; // the first one's end: read without the mutex
+    std::deque<Outcome> outcomes_;                // in, not yet handed out
+    bool closing_ = false;                        // the intake is taking steps after a frame
+    bool waiting_ = false;                        // outcomes() sleeps until all are in
+    std::condition_variable allIn_;
+    std::atomic<unsigned> parked_ = 0; // seconds of the display's pending sleep
+    // The table of the latest outcome (the intake's thread's); not known after a step taken by
+    // the caller.
+    std::vector<DIAG_PANEL_MSG_S> outcomeTable_;
+    std::atomic<bool> outcomeTableKnown_ = false;
 };
 
 // The fault table, bucket by bucket in chain order.

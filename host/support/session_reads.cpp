@@ -1,0 +1,104 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "session_reads.hpp"
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <dlfcn.h>
+#include <memory>
+#include <sys/prctl.h>
+#include <unistd.h>
+
+namespace {
+
+using ReadFunction = ssize_t (*)(int, void *, size_t);
+
+std::atomic<uint64_t> g_consumed{0}; // written by the intake's thread alone
+std::atomic<host::IntakeReadHook> g_hook{nullptr};
+
+// The read() this one stands in front of (a sanitizer's, if one is loaded, else the C library's).
+ReadFunction realRead()
+{
+    static const auto next = reinterpret_cast<ReadFunction>(dlsym(RTLD_NEXT, "read"));
+    return next;
+}
+
+// Whether this is the library's intake thread; its name is set before its first read and kept.
+bool inIntakeThread()
+{
+    thread_local const bool intake = [] {
+        char name[16] = {};
+        prctl(PR_GET_NAME, name);
+        return strncmp(name, "DIAG_PANEL_TRAN", 15) == 0;
+    }();
+    return intake;
+}
+
+// What the intake's thread has taken out of its pipe and the library has not read yet. The reader
+// asks for a frame a few bytes at a time (six reads a frame); the pipe is read in large pieces
+// instead, one system call for many frames. Of the thread: a new intake reads a new pipe.
+struct Ahead {
+    static constexpr size_t kSize = 65536; // a pipe's capacity
+    int fd = -1;
+    size_t begin = 0;
+    size_t end = 0;
+    unsigned char bytes[kSize];
+};
+
+ssize_t readAhead(int fd, void *buffer, size_t count, bool fill)
+{
+    thread_local const std::unique_ptr<Ahead> owned = std::make_unique<Ahead>();
+    Ahead &ahead = *owned;
+    if (ahead.fd != fd) {
+        ahead.fd = fd;
+        ahead.begin = ahead.end = 0;
+    }
+    if (ahead.begin == ahead.end) {
+        if (!fill) {
+            return realRead()(fd, buffer, count);
+        }
+        const ssize_t got = realRead()(fd, ahead.bytes, Ahead::kSize);
+        if (got <= 0) {
+            return got;
+        }
+        ahead.begin = 0;
+        ahead.end = static_cast<size_t>(got);
+    }
+    const size_t taken = std::min(count, ahead.end - ahead.begin);
+    memcpy(buffer, ahead.bytes + ahead.begin, taken);
+    ahead.begin += taken;
+    return static_cast<ssize_t>(taken);
+}
+
+} // namespace
+
+extern "C" ssize_t read(int fd, void *buffer, size_t count)
+{
+    if (!inIntakeThread()) {
+        return realRead()(fd, buffer, count);
+    }
+    const uint64_t before = g_consumed.load(std::memory_order_relaxed);
+    const host::IntakeReadHook hook = g_hook.load(std::memory_order_acquire);
+    if (hook != nullptr) {
+        hook(before);
+    }
+    const ssize_t got = count == 0 ? 0 : readAhead(fd, buffer, count, hook != nullptr);
+    if (got > 0) {
+        g_consumed.store(before + static_cast<uint64_t>(got), std::memory_order_release);
+    }
+    return got;
+}
+
+namespace host {
+
+uint64_t intakeBytesRead()
+{
+    return g_consumed.load(std::memory_order_acquire);
+}
+
+void hookIntakeReads(IntakeReadHook hook)
+{
+    g_hook.store(hook, std::memory_order_release);
+}
+
+} // namespace host
