@@ -72,17 +72,17 @@ ssize_t readAhead(int fd, void *buffer, size_t count, bool fill)
 
 } // namespace
 
-extern "C" ssize_t read(int fd, void *buffer, size_t count)
+extern "C" ssize_t read(int fd, void *buf, size_t nbytes)
 {
     if (!inIntakeThread()) {
-        return realRead()(fd, buffer, count);
+        return realRead()(fd, buf, nbytes);
     }
     const uint64_t before = g_consumed.load(std::memory_order_relaxed);
     const host::IntakeReadHook hook = g_hook.load(std::memory_order_acquire);
     if (hook != nullptr) {
         hook(before);
     }
-    const ssize_t got = count == 0 ? 0 : readAhead(fd, buffer, count, hook != nullptr);
+    const ssize_t got = nbytes == 0 ? 0 : readAhead(fd, buf, nbytes, hook != nullptr);
     if (got > 0) {
         g_consumed.store(before + static_cast<uint64_t>(got), std::memory_order_release);
     }

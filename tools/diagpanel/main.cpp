@@ -3,6 +3,8 @@
 // a scenario, replayed through the real library and the stand-in platform in virtual time.
 // Each subcommand lives in its own file under commands/; this file only dispatches.
 #include <array>
+#include <cstdio>
+#include <exception>
 #include <vector>
 
 #include "tools/diagpanel/commands/command.hpp"
@@ -18,13 +20,16 @@ constexpr std::array kCommands = {replayCommand, decodeCommand, boardsCommand, f
 
 } // namespace
 
-int main(int argc, char **argv)
+namespace {
+
+int run(int argc, char **argv)
 {
     CLI::App app{"What the diagnostic panel shows, and when: SEL captures and scenarios replayed "
                  "through the real libDiagnosticPanel in virtual time.",
                  "diagpanel"};
     app.require_subcommand(1);
     std::vector<Command> commands;
+    commands.reserve(kCommands.size());
     for (const auto add : kCommands) {
         commands.push_back(add(app));
     }
@@ -39,4 +44,20 @@ int main(int argc, char **argv)
         }
     }
     return kExitUsage; // not reached: the parser insists on one command
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    // A command's own failures are its messages and exit codes; what escapes is the machine's
+    // (out of memory, say), said in one line rather than by an abort.
+    try {
+        return run(argc, argv);
+    } catch (const std::exception &e) {
+        fprintf(stderr, "diagpanel: %s\n", e.what());
+    } catch (...) {
+        fprintf(stderr, "diagpanel: an unexpected error\n");
+    }
+    return kExitUnreadable;
 }

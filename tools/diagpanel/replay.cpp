@@ -488,11 +488,10 @@ void Replay::flushPanel(uint64_t upTo)
             repeat.cycle.push_back(pending_[i].code.value_or(0));
         }
         emit(repeat, nullptr);
-        for (auto s = pending_.rbegin(); s != pending_.rend(); ++s) {
-            if (s->code) {
-                shown_ = s->code;
-                break;
-            }
+        const auto last = std::find_if(pending_.rbegin(), pending_.rend(),
+                                       [](const Step &s) { return s.code.has_value(); });
+        if (last != pending_.rend()) {
+            shown_ = last->code;
         }
     }
     pending_.clear();

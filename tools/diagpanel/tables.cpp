@@ -230,9 +230,9 @@ void printExports(std::FILE *out)
 {
     fprintf(out, "== exported tables\n");
     Line levels(out, "g_astDiagPanelSelLevel (severity code, level)");
-    for (unsigned pair = 0; pair < 4; ++pair) {
+    for (std::size_t pair = 0; pair < 4; ++pair) {
         levels.add(format("%u", g_astDiagPanelSelLevel[2 * pair]),
-                   format("%u", g_astDiagPanelSelLevel[2 * pair + 1]));
+                   format("%u", g_astDiagPanelSelLevel[(2 * pair) + 1]));
     }
     std::string clear = "g_auiNodeClearTbl (fault types POST start drops):";
     for (const u32 type : g_auiNodeClearTbl) {

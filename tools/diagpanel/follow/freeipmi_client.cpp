@@ -138,7 +138,7 @@ OpenFailure FreeIpmiClient::diagnose(int errnum)
     const std::string noAnswer = "no answer from " + address_.host + " port " +
                                  std::to_string(address_.port) +
                                  " (unreachable, or not an IPMI LAN interface)";
-    const auto cause = std::ranges::find(kCauses, errnum, &Cause::errnum);
+    const auto *const cause = std::ranges::find(kCauses, errnum, &Cause::errnum);
     OpenFailure::Reason reason = cause != kCauses.end() ? cause->reason : Unreachable;
     if (cause == kCauses.end() && !address_.lan15 &&
         (errnum == IPMI_ERR_IPMI_ERROR || errnum == IPMI_ERR_BAD_RMCPPLUS_STATUS_CODE)) {
@@ -271,9 +271,9 @@ std::optional<std::string> FreeIpmiClient::sdrRepository()
         [this](u8 cmd, std::span<const u8> data) { return command(kStorage, cmd, data); });
 }
 
-std::unique_ptr<IpmiClient> lanClient(BmcAddress address, LanTimeouts timeouts)
+std::unique_ptr<IpmiClient> lanClient(const BmcAddress &address, LanTimeouts timeouts)
 {
-    return std::make_unique<FreeIpmiClient>(std::move(address), timeouts);
+    return std::make_unique<FreeIpmiClient>(address, timeouts);
 }
 
 } // namespace diagpanel

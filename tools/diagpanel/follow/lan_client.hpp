@@ -18,6 +18,6 @@ struct LanTimeouts {
     std::chrono::milliseconds retransmission{500};
 };
 
-std::unique_ptr<IpmiClient> lanClient(BmcAddress address, LanTimeouts timeouts = {});
+std::unique_ptr<IpmiClient> lanClient(const BmcAddress &address, LanTimeouts timeouts = {});
 
 } // namespace diagpanel

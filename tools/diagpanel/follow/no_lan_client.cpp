@@ -23,7 +23,7 @@ class NoLanClient : public IpmiClient
 
 } // namespace
 
-std::unique_ptr<IpmiClient> lanClient(BmcAddress, LanTimeouts)
+std::unique_ptr<IpmiClient> lanClient(const BmcAddress &, LanTimeouts)
 {
     return std::make_unique<NoLanClient>();
 }

@@ -23,7 +23,7 @@ constexpr std::size_t kLengthAt = 4;
 // A BMC that will not hand a record over whole still gives it this much a read.
 constexpr std::size_t kPiece = 16;
 // The repository's 16-bit free-space field caps it at 64 KiB, and a record takes 5 bytes at least.
-constexpr std::size_t kMaxBytes = 64 * 1024;
+constexpr std::size_t kMaxBytes = std::size_t{64} * 1024;
 constexpr std::size_t kMaxRecords = kMaxBytes / kHeader;
 constexpr int kReservationTries = 3; // reads another client's reservation may cancel
 

@@ -123,7 +123,7 @@ class Session
         StepsAfter after;
     };
 
-    static void onLog(const HOST_LOG_LINE_S *line, void *self);
+    static void onLog(const HOST_LOG_LINE_S *line, void *arg);
     static void atIntakeRead(uint64_t consumed);
     int postTracked(u8 msgType, std::span<const u8> body, u8 severity, StepsAfter after);
     void frameTaken(const Boundary &boundary);
