@@ -50,13 +50,11 @@ struct Records {
     // The record `id` asks for, and the ID it names as next (FFFFh: none).
     std::optional<std::pair<Bytes, u16>> find(u16 id) const
     {
-        auto at = held.begin();
-        if (id == 0xFFFF && !held.empty()) {
-            at = held.end() - 1;
-        } else if (id != 0) {
-            at = std::find_if(held.begin(), held.end(),
-                              [id](const auto &r) { return r.first == id; });
-        }
+        const auto at = id == 0 ? held.begin()
+                        : id == 0xFFFF && !held.empty()
+                            ? held.end() - 1
+                            : std::find_if(held.begin(), held.end(),
+                                           [id](const auto &r) { return r.first == id; });
         if (at == held.end()) {
             return std::nullopt;
         }
