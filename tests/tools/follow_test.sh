@@ -13,6 +13,14 @@ sim=
 follower=
 trap 'kill -CONT $sim 2>/dev/null; kill $sim $follower 2>/dev/null; wait 2>/dev/null; rm -rf "$work"' EXIT
 fail() { echo "FAILED: $*"; echo "--- follow's output"; cat "$work/out" "$work/err" 2>/dev/null; exit 1; }
+# follow in the background, polling every 0.2 s, with these options; end: waits up to 30 s for it
+# to end, and fails unless it ended well.
+start() { IPMI_PASSWORD=secret timeout 120 "$tool" "${follow[@]}" --interval 0.2 "$@" >"$work/out" 2>"$work/err" & follower=$!; }
+end() {
+    for _ in $(seq 300); do kill -0 $follower 2>/dev/null || break; sleep 0.1; done
+    wait $follower || fail "follow $*, ended with $?"
+    follower=
+}
 
 # Waits up to 30 s for $3 (default 1) lines matching $2 in file $1.
 waitFor() {
@@ -40,20 +48,17 @@ addRecord "${memory[@]}"; addRecord "${psu[@]}"; addRecord "${temperature[@]}"
 
 follow=(follow --host 127.0.0.1 --port "$port" --user admin --board "$board")
 
-# A wrong password: exit 3 with the reason, in bounded time.
-timeout 60 "$tool" "${follow[@]}" --password-file "$work/bad" >"$work/out" 2>"$work/err"
-if [ $? != 3 ] || ! grep -q "wrong password for user 'admin'" "$work/err"; then fail "wrong password"; fi
-
-# Every other refusal the simulator can give, each in its own words: exit 3. The port after the
-# console's has no BMC: nothing answers there.
+# Every refusal the simulator can give, each in its own words: exit 3, in bounded time. The port
+# after the console's has no BMC: nothing answers there.
 while IFS='|' read -r words options; do
     # shellcheck disable=SC2086 # the options are words
-    timeout 60 "$tool" follow --host 127.0.0.1 --board $board --password-file "$work/pw" $options >"$work/out" 2>"$work/err"
+    timeout 60 "$tool" follow --host 127.0.0.1 --board $board $options >"$work/out" 2>"$work/err"
     if [ $? != 3 ] || ! grep -qF "cannot follow 127.0.0.1 port " "$work/err" || ! grep -qF "$words" "$work/err"; then fail "$words"; fi
 done <<EOF_REFUSALS
-the BMC does not know user 'nobody'|--port $port --user nobody
-the BMC refused cipher suite 17 (try --cipher-suite 3)|--port $port --user admin --cipher-suite 17
-no answer from 127.0.0.1 port $((console + 1)) (unreachable, or not an IPMI LAN interface)|--port $((console + 1)) --user admin
+wrong password for user 'admin'|--port $port --user admin --password-file $work/bad
+the BMC does not know user 'nobody'|--port $port --user nobody --password-file $work/pw
+the BMC refused cipher suite 17 (try --cipher-suite 3)|--port $port --user admin --password-file $work/pw --cipher-suite 17
+no answer from 127.0.0.1 port $((console + 1)) (unreachable, or not an IPMI LAN interface)|--port $((console + 1)) --user admin --password-file $work/pw
 EOF_REFUSALS
 
 # Every existing record, through the library: the fault table that replay gives for the same
@@ -68,8 +73,7 @@ if [ "$(faults "$work/out")" != "$(faults "$work/replayed")" ] || ! grep -q "pow
 
 # Following: a record added shows within a poll; a clear is told and what follows still comes; a
 # BMC that stops answering is told, and once it answers again nothing is lost or read twice.
-IPMI_PASSWORD=secret timeout 120 "$tool" "${follow[@]}" --interval 0.2 --records 6 --stats >"$work/out" 2>"$work/err" &
-follower=$!
+start --records 6 --stats
 waitFor "$work/out" "(sel:3)"
 addRecord "${psu[@]}"
 waitFor "$work/out" "(sel:4)"
@@ -82,34 +86,27 @@ waitFor "$work/err" "the BMC stopped answering"
 ipmiSimRun "$work" -n || fail "ipmi_sim did not start again"
 waitFor "$work/err" "the BMC answers again"
 addRecord "${memory[@]}"
-for _ in $(seq 300); do kill -0 $follower 2>/dev/null || break; sleep 0.1; done
-wait $follower || fail "follow ended with $?"
-follower=
+end "--records 6"
 [ "$(grep -c "input  SEL" "$work/out")" = 6 ] || fail "records lost or read twice"
 grep -q "follow: .* 6 records, 0 unreadable" "$work/err" || fail "stats"
 
 # Ctrl-C while a command waits on a BMC that has frozen: follow ends as asked, and does not tell
 # the BMC lost.
-IPMI_PASSWORD=secret timeout 60 "$tool" "${follow[@]}" --interval 0.2 >"$work/out" 2>"$work/err" &
-follower=$!
+start
 waitFor "$work/out" "(sel:"
 kill -STOP $sim
 sleep 1 # a poll is under way: it waits up to 3 s for an answer
 kill -INT $follower
-wait $follower || fail "follow, interrupted mid-command, ended with $?"
-follower=
+end "interrupted mid-command"
 kill -CONT $sim
 ! grep -q "stopped answering" "$work/err" || fail "an interrupted command told as the BMC lost"
 
 # A BMC that stops answering keeps follow no longer than --duration asks; its JSON Lines say so
 # too, stamped with the board and the BMC.
-IPMI_PASSWORD=secret timeout 60 "$tool" "${follow[@]}" --interval 0.2 --duration 6 --json >"$work/out" 2>"$work/err" &
-follower=$!
+start --duration 6 --json
 waitFor "$work/out" '"source":"sel:'
 kill $sim; wait $sim 2>/dev/null
 waitFor "$work/err" "the BMC stopped answering"
-for _ in $(seq 300); do kill -0 $follower 2>/dev/null || break; sleep 0.1; done
-wait $follower || fail "follow --duration, the BMC gone, ended with $?"
-follower=
+end "--duration, the BMC gone"
 grep '"kind":"bmc"' "$work/out" | grep '"event":"lost"' | grep -q "\"bmc\":\"127.0.0.1:$port\",\"board\":\"$board\"" || fail "no bmc event in the JSON Lines"
 echo "follow: every record once, through a clear and a restart; --duration kept with the BMC gone; Ctrl-C mid-command"
