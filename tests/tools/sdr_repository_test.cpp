@@ -19,6 +19,8 @@ const ScriptRow kRows[] = {
      " records:2"},
     {"a next ID that leads back ends the read", "sdr:8x2 loop:zero sdr:8 count:9 read",
      " records:2"},
+    {"a next ID that leads back to the first record by its own ID ends the read",
+     "sdr:8x3 loop:back nocount read", " records:3"},
     {"a header longer than its record ends the read", "sdr:8x2 lie sdr:8 read", " records:1"},
     {"no more records than the repository counts", "sdr:8x3 count:2 read", " records:2"},
     {"silent mid-way: the records read whole stand", "sdr:8x3 silent:4 read", " records:2"},

@@ -33,8 +33,12 @@ u16 le16(const std::vector<u8> &d, std::size_t at)
 }
 
 struct Record {
-    std::string bytes; // header and body, as stored
+    std::string bytes; // header and body, as stored: the record's own ID first
     u16 next;
+    u16 id() const
+    {
+        return static_cast<u16>(static_cast<u8>(bytes[0]) | static_cast<u8>(bytes[1]) << 8);
+    }
 };
 
 class Reader
@@ -147,8 +151,11 @@ std::optional<std::string> readSdrRepository(const StorageCommand &command)
         return std::nullopt;
     }
     std::string records;
+    // The IDs asked for and those the records read carry: the first record is asked for as
+    // 0000h, and a next ID may lead back to it by its own.
     std::set<u16> seen;
-    for (u16 id = 0x0000; id != 0xFFFF && seen.size() < limit && seen.insert(id).second;) {
+    for (u16 id = 0x0000, count = 0; id != 0xFFFF && count < limit && seen.insert(id).second;
+         ++count) {
         const std::optional<Record> record = reader.record(id, *reservation);
         if (!record || records.size() + record->bytes.size() > kMaxBytes) {
             if (records.empty()) {
@@ -157,6 +164,7 @@ std::optional<std::string> readSdrRepository(const StorageCommand &command)
             break; // the records read whole stand
         }
         records += record->bytes;
+        seen.insert(record->id());
         id = record->next;
     }
     return records;
