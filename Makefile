@@ -10,7 +10,7 @@ PACKAGES := cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev googletes
             ipmitool openipmi libfreeipmi-dev clang-format clang-tidy pandoc doxygen shellcheck
 
 # build-<preset> and test-<preset> are pattern rules, which make does not apply to .PHONY targets.
-.PHONY: all deps check test demo docs bench stress fuzz build-fuzz test-fuzz clean format tidy
+.PHONY: all deps check test demo docs bench stress fuzz build-fuzz test-fuzz mutants clean format tidy
 
 all: build-host
 
@@ -113,6 +113,12 @@ check: build-host
 	check/layers.sh
 	$(LIBRARY_SOURCES) | $(TIDY)
 	status=0; check/scripts.sh || status=1; $(HOST_SOURCES) | $(TIDY) || status=1; exit $$status
+
+# Planted faults in the library (the team's mutation run, beside the source tree):
+# MUTANTS="--count 150 --seed 11" picks how many and which.
+MUTANTS ?= --count 60 --seed 11
+mutants:
+	python3 ../shared/tools/mutants.py $(MUTANTS) $$(git ls-files 'src/*.cpp' 'src/*.hpp')
 
 format:
 	$(SOURCES) | xargs clang-format -i
