@@ -23,8 +23,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr u8 kNoPrivilege = 0xD4;
-
 volatile sig_atomic_t g_stop = 0;
 
 void onSignal(int)
@@ -195,7 +193,7 @@ int follow(const FollowArgs &args, u32 board)
         const FollowStep step = follower.step(stepAt);
         if (step.poll && polls++ == 0 && step.selInfoRefused) {
             fprintf(stderr, "diagpanel: cannot follow %s: %s\n", bmc.c_str(),
-                    *step.selInfoRefused == kNoPrivilege
+                    *step.selInfoRefused == ipmi::kNoPrivilege
                         ? ("user '" + args.user + "' has no privilege for the SEL").c_str()
                         : "the BMC refused Get SEL Info");
             return kExitNoBmc;

@@ -10,13 +10,8 @@ namespace diagpanel {
 
 namespace {
 
-// IPMI 2.0 network functions, commands and Get SEL Info's operation support bit.
-constexpr u8 kStorage = 0x0A;
-constexpr u8 kGetSelInfo = 0x40;
-constexpr u8 kReserveSel = 0x42;
-constexpr u8 kGetSelEntry = 0x43;
+// Get SEL Info's operation support bit: the SEL overflowed.
 constexpr u8 kOverflow = 0x80;
-constexpr u8 kWholeRecord = 0xFF; // bytes to read: to the record's end
 
 // Room for any response IPMI LAN carries: one the buffer cannot hold would read as no answer.
 constexpr std::size_t kMaxResponse = 1024;
@@ -218,7 +213,7 @@ FreeIpmiClient::Raw FreeIpmiClient::command(u8 netFn, u8 cmd, std::span<const u8
 Reply<SelInfo> FreeIpmiClient::getSelInfo()
 {
     Reply<SelInfo> reply;
-    const Raw raw = command(kStorage, kGetSelInfo);
+    const Raw raw = command(ipmi::kStorage, ipmi::kGetSelInfo);
     reply.completion = raw.completion;
     if (raw.data && raw.data->size() >= 14) {
         const std::vector<u8> &d = *raw.data;
@@ -232,7 +227,7 @@ Reply<SelInfo> FreeIpmiClient::getSelInfo()
 Reply<u16> FreeIpmiClient::reserveSel()
 {
     Reply<u16> reply;
-    const Raw raw = command(kStorage, kReserveSel);
+    const Raw raw = command(ipmi::kStorage, ipmi::kReserveSel);
     reply.completion = raw.completion;
     if (raw.data && raw.data->size() == 2) {
         reply.value = le16(*raw.data, 0);
@@ -251,8 +246,8 @@ Reply<SelRecord> FreeIpmiClient::getSelEntry(u16 reservation, u16 id)
                                     static_cast<u8>(id),
                                     static_cast<u8>(id >> 8),
                                     0x00,
-                                    kWholeRecord};
-    const Raw raw = command(kStorage, kGetSelEntry, request);
+                                    ipmi::kWholeRecord};
+    const Raw raw = command(ipmi::kStorage, ipmi::kGetSelEntry, request);
     reply.completion = raw.completion;
     if (raw.data && raw.data->size() == 2 + sizeof(SelEntry)) {
         SelRecord record;
@@ -268,7 +263,7 @@ Reply<SelRecord> FreeIpmiClient::getSelEntry(u16 reservation, u16 id)
 std::optional<std::string> FreeIpmiClient::sdrRepository()
 {
     return readSdrRepository(
-        [this](u8 cmd, std::span<const u8> data) { return command(kStorage, cmd, data); });
+        [this](u8 cmd, std::span<const u8> data) { return command(ipmi::kStorage, cmd, data); });
 }
 
 std::unique_ptr<IpmiClient> lanClient(const BmcAddress &address, LanTimeouts timeouts)

@@ -59,6 +59,24 @@ struct SelRecord {
     u16 next; // the ID of the record after it; FFFFh: none
 };
 
+// IPMI 2.0's Storage commands follow sends, and the completion codes it acts on.
+namespace ipmi {
+constexpr u8 kStorage = 0x0A; // network function
+constexpr u8 kGetSdrRepositoryInfo = 0x20;
+constexpr u8 kReserveSdrRepository = 0x22;
+constexpr u8 kGetSdr = 0x23;
+constexpr u8 kGetSelInfo = 0x40;
+constexpr u8 kReserveSel = 0x42;
+constexpr u8 kGetSelEntry = 0x43;
+constexpr u8 kWholeRecord = 0xFF; // Get SEL Entry's and Get SDR's bytes to read: to the end
+
+constexpr u8 kBusy = 0xC0;
+constexpr u8 kReservationCancelled = 0xC5;
+constexpr u8 kNotPresent = 0xCB;
+constexpr u8 kNoPrivilege = 0xD4;
+constexpr u8 kUnspecified = 0xFF;
+} // namespace ipmi
+
 // Record IDs with a meaning of their own in Get SEL Entry.
 constexpr u16 kFirstSelRecord = 0x0000;
 constexpr u16 kLastSelRecord = 0xFFFF; // asked for: the last record; as a next ID: none

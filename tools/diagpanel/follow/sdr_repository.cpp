@@ -5,17 +5,11 @@
 #include <array>
 #include <set>
 
+#include "tools/diagpanel/follow/ipmi_client.hpp"
+
 namespace diagpanel {
 
 namespace {
-
-constexpr u8 kGetSdrRepositoryInfo = 0x20;
-constexpr u8 kReserveSdrRepository = 0x22;
-constexpr u8 kGetSdr = 0x23;
-
-constexpr u8 kReservationCancelled = 0xC5;
-constexpr u8 kNotPresent = 0xCB;
-constexpr u8 kWholeRecord = 0xFF; // bytes to read: to the record's end
 
 // A record: a 5-byte header whose last byte is the length of the body after it.
 constexpr std::size_t kHeader = 5;
@@ -48,7 +42,7 @@ class Reader
 
     std::optional<u16> reserve()
     {
-        const StorageAnswer answer = command_(kReserveSdrRepository, {});
+        const StorageAnswer answer = command_(ipmi::kReserveSdrRepository, {});
         if (answer.data && answer.data->size() == 2) {
             return le16(*answer.data, 0);
         }
@@ -81,18 +75,18 @@ class Reader
             static_cast<u8>(reservation), static_cast<u8>(reservation >> 8),
             static_cast<u8>(id),          static_cast<u8>(id >> 8),
             static_cast<u8>(offset),      static_cast<u8>(bytes)};
-        return command_(kGetSdr, request);
+        return command_(ipmi::kGetSdr, request);
     }
 
     std::optional<Record> whole(u16 id, u16 reservation, bool &cancelled)
     {
-        const StorageAnswer answer = get(reservation, id, 0, kWholeRecord);
+        const StorageAnswer answer = get(reservation, id, 0, ipmi::kWholeRecord);
         const std::optional<std::vector<u8>> &d = answer.data;
         if (d && d->size() >= 2 + kHeader && d->size() == 2 + kHeader + (*d)[2 + kLengthAt]) {
             return Record{std::string(d->begin() + 2, d->end()), le16(*d, 0)};
         }
-        cancelled = answer.completion == kReservationCancelled;
-        if (!answer.answered() || cancelled || answer.completion == kNotPresent) {
+        cancelled = answer.completion == ipmi::kReservationCancelled;
+        if (!answer.answered() || cancelled || answer.completion == ipmi::kNotPresent) {
             return std::nullopt;
         }
         // Refused whole (too long for the BMC's buffers, say) or cut short: this BMC's records
@@ -106,7 +100,7 @@ class Reader
         const auto read = [&](std::size_t offset,
                               std::size_t bytes) -> std::optional<std::vector<u8>> {
             StorageAnswer answer = get(reservation, id, offset, bytes);
-            cancelled = answer.completion == kReservationCancelled;
+            cancelled = answer.completion == ipmi::kReservationCancelled;
             if (!answer.data || answer.data->size() != 2 + bytes) {
                 return std::nullopt;
             }
@@ -137,7 +131,7 @@ class Reader
 
 std::optional<std::string> readSdrRepository(const StorageCommand &command)
 {
-    const StorageAnswer info = command(kGetSdrRepositoryInfo, {});
+    const StorageAnswer info = command(ipmi::kGetSdrRepositoryInfo, {});
     if (!info.answered()) {
         return std::nullopt;
     }

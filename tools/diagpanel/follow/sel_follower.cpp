@@ -8,10 +8,6 @@ namespace diagpanel {
 
 namespace {
 
-constexpr u8 kNotPresent = 0xCB;
-constexpr u8 kReservationCancelled = 0xC5;
-constexpr u8 kBusy = 0xC0;
-constexpr u8 kUnspecified = 0xFF;
 // A command the BMC was too busy for, failed for no stated reason or answered in a garbled form is
 // tried so many times.
 constexpr unsigned kTries = 3;
@@ -23,7 +19,7 @@ constexpr std::chrono::seconds kLongestRetry{30};
 // Busy, or failed for no stated reason: worth trying again.
 template <typename T> bool busy(const Reply<T> &r)
 {
-    return r.completion == kBusy || r.completion == kUnspecified;
+    return r.completion == ipmi::kBusy || r.completion == ipmi::kUnspecified;
 }
 
 // A SEL timestamp in words: a date, or, below 20000000h, the time since the BMC started.
@@ -111,7 +107,7 @@ SelFollower::Read SelFollower::entry(u16 id, FollowStep &step)
     Reply<SelRecord> r;
     for (unsigned tries = 0; tries < kTries; ++tries) {
         r = client_.getSelEntry(reservation_, id);
-        if (r.completion == kReservationCancelled) {
+        if (r.completion == ipmi::kReservationCancelled) {
             // Another client's clear or addition cancelled it: reserve again, read again.
             const Reply<u16> reserved = client_.reserveSel();
             if (!reserved.answered()) {
@@ -131,7 +127,7 @@ SelFollower::Read SelFollower::entry(u16 id, FollowStep &step)
     if (!r.answered()) {
         return {Read::Silent};
     }
-    if (r.completion == kNotPresent) {
+    if (r.completion == ipmi::kNotPresent) {
         return {Read::Absent};
     }
     if (!r.value) {
