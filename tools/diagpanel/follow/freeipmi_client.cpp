@@ -125,11 +125,11 @@ OpenFailure FreeIpmiClient::diagnose(int errnum)
     const std::string who = "user '" + address_.user + "'";
     const std::string suite = std::to_string(address_.cipherSuite);
     // The two suites BMCs commonly offer: point at the other one.
-    const char *other = address_.cipherSuite == 3    ? "17"
-                        : address_.cipherSuite == 17 ? "3"
-                                                     : "17 or 3";
+    const char *otherSuite = address_.cipherSuite == 3    ? "17"
+                             : address_.cipherSuite == 17 ? "3"
+                                                          : "17 or 3";
     const std::string refused =
-        "the BMC refused cipher suite " + suite + " (try --cipher-suite " + other + ")";
+        "the BMC refused cipher suite " + suite + " (try --cipher-suite " + otherSuite + ")";
     const std::string noAnswer = "no answer from " + address_.host + " port " +
                                  std::to_string(address_.port) +
                                  " (unreachable, or not an IPMI LAN interface)";

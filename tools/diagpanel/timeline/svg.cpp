@@ -177,7 +177,7 @@ void SvgSink::write(const Summary &s)
         4, 10, 20, 30, 60, 120, 300, 600, 1800, 3600, 7200, 21600, 86400, 604800};
     // About ten ticks whatever the span: past the table, whole weeks.
     const auto fits = [&](uint64_t t) { return static_cast<double>(t) * 10 >= end; };
-    const auto listed = std::find_if(kTicks.begin(), kTicks.end(), fits);
+    const auto *const listed = std::find_if(kTicks.begin(), kTicks.end(), fits);
     const uint64_t tick =
         listed != kTicks.end()
             ? *listed

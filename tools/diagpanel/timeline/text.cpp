@@ -84,7 +84,7 @@ class TextSink : public Sink
         if (localOrigin_ == nullptr || !*localOrigin_) {
             return clock(time);
         }
-        const time_t at = static_cast<time_t>(**localOrigin_ + static_cast<int64_t>(time));
+        const auto at = static_cast<time_t>(**localOrigin_ + static_cast<int64_t>(time));
         tm local{};
         char text[16];
         strftime(text, sizeof text, "%H:%M:%S", localtime_r(&at, &local));

@@ -93,7 +93,9 @@ Config readConfig(const std::string &path)
     const std::string modules = path + ": modules";
     for (const auto &[name, module] :
          expect(d["modules"], Document::value_t::object, modules).items()) {
-        config.modules[name] = moduleFrom(name, module, folder, modules + "." + name);
+        std::string where = modules;
+        where += "." + name;
+        config.modules[name] = moduleFrom(name, module, folder, where);
     }
     const std::string files = path + ": target_files";
     for (const Document &file : expect(d["target_files"], Document::value_t::array, files)) {

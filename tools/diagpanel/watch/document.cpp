@@ -156,7 +156,8 @@ void expectKeys(const Document &object, std::initializer_list<std::string_view> 
         if (std::find(known.begin(), known.end(), key) == known.end()) {
             std::string list;
             for (const std::string_view k : known) {
-                list += (list.empty() ? "" : ", ") + std::string(k);
+                list += list.empty() ? "" : ", ";
+                list += k;
             }
             fail(where, "unknown key '" + key + "' (known: " + list + ")");
         }

@@ -2,9 +2,10 @@
 // Passwords: read from a file only its owner may read, and kept where no message can show them.
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <system_error>
+
 #include <fcntl.h>
-#include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
 

@@ -109,7 +109,9 @@ void addTargets(const Document &file, const std::string &path, const Config &con
         if (group.contains("labels")) {
             for (const auto &[name, value] :
                  expect(group["labels"], Document::value_t::object, entry + ": labels").items()) {
-                labels[name] = expectString(value, entry + ": label '" + name + "'");
+                std::string where = entry;
+                where += ": label '" + name + "'";
+                labels[name] = expectString(value, where);
             }
         }
         const auto take = [&](const char *name) {
