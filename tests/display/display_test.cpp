@@ -80,9 +80,7 @@ class DisplayTest : public testing::Test
 
     static void event(u32 type, u8 percent = 0)
     {
-        DIAG_PANEL_DISP_EVENT_S ev{};
-        ev.uiEventType = type;
-        ev.ucPercent = percent;
+        DIAG_PANEL_DISP_EVENT_S ev{type, percent, {}, 0};
         ASSERT_EQ(DIAG_PANEL_EventRecv(&ev), 0);
     }
 
