@@ -5,7 +5,7 @@
 // a counter at its wrap, printing, allocation failure, an uninitialised table.
 #include <gtest/gtest.h>
 
-#include <cstdarg>
+#include <cstdio>
 #include <cstring>
 #include <random>
 
@@ -18,11 +18,7 @@ namespace {
 using test::message;
 
 // A log line as the table writes it, its "[unit.line]" prefix removed.
-struct Logged {
-    u32 level;
-    std::string text;
-    bool operator==(const Logged &) const = default;
-};
+using Logged = std::pair<u32, std::string>; // level, text
 
 std::vector<Logged> tableLog(const test::LogCursor &cursor)
 {
@@ -34,14 +30,11 @@ std::vector<Logged> tableLog(const test::LogCursor &cursor)
     return out;
 }
 
-std::string format(const char *fmt, ...) __attribute__((format(printf, 1, 2)));
-std::string format(const char *fmt, ...)
+// A number as printf's %#x writes it: 0 bare, others with 0x.
+std::string hex(u32 value)
 {
-    char text[96];
-    va_list args;
-    va_start(args, fmt);
-    vsnprintf(text, sizeof text, fmt, args);
-    va_end(args);
+    char text[16];
+    snprintf(text, sizeof text, "%#x", value);
     return text;
 }
 
@@ -84,12 +77,12 @@ class Model
             return DIAG_PANEL_ERR_NOT_INIT;
         }
         if (m.usFaultType > 11) {
-            log.push_back({4, format("Invalid fault type: %d", m.usFaultType)});
+            log.push_back({4, "Invalid fault type: " + std::to_string(m.usFaultType)});
             return -1;
         }
         const u8 level = host::levelOf(m);
         if (level > 4) {
-            log.push_back({4, format("Invalid fault level: %d", level)});
+            log.push_back({4, "Invalid fault level: " + std::to_string(level)});
             return -1;
         }
         return level == 0 ? clear(m) : assert_(m, level);
@@ -112,7 +105,7 @@ class Model
                 if (level >= 1 && level <= 3) {
                     ++*counter(e, level);
                 } else {
-                    log.push_back({4, format("Unknow level: %d!", level)});
+                    log.push_back({4, "Unknow level: " + std::to_string(level) + "!"});
                 }
                 recompute(e);
             }
@@ -144,14 +137,15 @@ class Model
                     if (k >= 1 && k <= 3 && *counter(e, k) != 0) {
                         --*counter(e, k);
                     } else {
-                        log.push_back({4, format("Invalid level: %d, or level count is 0!", k)});
+                        log.push_back(
+                            {4, "Invalid level: " + std::to_string(k) + ", or level count is 0!"});
                     }
                     recompute(e);
                 }
             }
             if (e.uiFaultMask != 0) {
-                log.push_back({7, format("Now fault mask is %#x of type %#x", e.uiFaultMask,
-                                         m.usFaultType % 12u)});
+                log.push_back({7, "Now fault mask is " + hex(e.uiFaultMask) + " of type " +
+                                      hex(m.usFaultType % 12u)});
                 return 0;
             }
             bucket.erase(it);
