@@ -154,12 +154,15 @@ void expectKeys(const Document &object, std::initializer_list<std::string_view> 
 {
     for (const auto &[key, value] : object.items()) {
         if (std::find(known.begin(), known.end(), key) == known.end()) {
-            std::string list;
+            std::string why = "unknown key '" + key + "' (known: ";
+            const char *separator = "";
             for (const std::string_view k : known) {
-                list += list.empty() ? "" : ", ";
-                list += k;
+                why += separator;
+                why += k;
+                separator = ", ";
             }
-            fail(where, "unknown key '" + key + "' (known: " + list + ")");
+            why += ")";
+            fail(where, why);
         }
     }
 }
