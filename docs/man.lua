@@ -26,8 +26,8 @@ end
 -- pandoc gives a table the whole text width, which with tbl's gaps between columns is wider than
 -- an 80-column terminal: take a tenth off each column.
 function Table(tbl)
-  for i, spec in ipairs(tbl.colspecs) do
-    local align, width = spec[1], spec[2]
+  for i, column in ipairs(tbl.colspecs) do
+    local align, width = column[1], column[2]
     if type(width) == 'number' then
       tbl.colspecs[i] = {align, width * 0.9}
     end
