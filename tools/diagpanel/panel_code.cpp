@@ -16,14 +16,6 @@ constexpr uint32_t kOneHotBits = 0x03FFC000u;  // bits 14-25: one-hot fault type
 constexpr uint32_t kNumericBits = 0x3FFFC000u; // bits 14-29: the type as a number
 constexpr uint32_t kNothing = 0x00004000u;     // the empty head, one-hot
 
-// "%02X" of a component index, and the words of a level.
-std::string hex2(unsigned index)
-{
-    char text[8];
-    snprintf(text, sizeof text, "%02X", index & 0xFFu);
-    return text;
-}
-
 // The words of a decoded code whose type, index and level are set.
 std::string words(const DecodedCode &d)
 {
@@ -32,17 +24,24 @@ std::string words(const DecodedCode &d)
             return "POST end";
         }
         if (d.level == 1) {
-            return "POST progress " + hex2(d.index) + "%";
+            return "POST progress " + indexWords(d.index) + "%";
         }
         if (d.level == 2) {
-            return "POST error, code " + hex2(d.index) + "h";
+            return "POST error, code " + indexWords(d.index) + "h";
         }
-        return "POST fault " + hex2(d.index) + ", level " + std::to_string(d.level);
+        return "POST fault " + indexWords(d.index) + ", level " + std::to_string(d.level);
     }
     return componentWords(d.faultType, d.index) + ", level " + std::to_string(d.level);
 }
 
 } // namespace
+
+std::string indexWords(unsigned index)
+{
+    char text[8];
+    snprintf(text, sizeof text, "%02X", index & 0xFFu);
+    return text;
+}
 
 const char *faultTypeName(unsigned type)
 {
@@ -51,7 +50,7 @@ const char *faultTypeName(unsigned type)
 
 std::string componentWords(unsigned type, unsigned index)
 {
-    return std::string(faultTypeName(type)) + " " + hex2(index);
+    return std::string(faultTypeName(type)) + " " + indexWords(index);
 }
 
 DecodedCode decodePanelCode(uint32_t code, Encoding encoding)

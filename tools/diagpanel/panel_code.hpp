@@ -22,6 +22,9 @@ struct DecodedCode {
 // The fault types' names, by type.
 const char *faultTypeName(unsigned type);
 
+// "B3": a component index as the panel shows it, two hex digits.
+std::string indexWords(unsigned index);
+
 // "memory B3": a fault type and its component index as the panel shows them.
 std::string componentWords(unsigned type, unsigned index);
 

@@ -16,16 +16,6 @@ constexpr u8 kOverflow = 0x80;
 // Room for any response IPMI LAN carries: one the buffer cannot hold would read as no answer.
 constexpr std::size_t kMaxResponse = 1024;
 
-u16 le16(const std::vector<u8> &d, std::size_t at)
-{
-    return static_cast<u16>(d[at] | d[at + 1] << 8);
-}
-
-u32 le32(const std::vector<u8> &d, std::size_t at)
-{
-    return d[at] | d[at + 1] << 8 | d[at + 2] << 16 | static_cast<u32>(d[at + 3]) << 24;
-}
-
 // What an open that failed with each of the library's errors means to a user; the errors not
 // here are told apart by trying again (see diagnose).
 struct Cause {

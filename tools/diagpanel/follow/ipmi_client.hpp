@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <diagpanel/types.h>
 
@@ -48,6 +49,16 @@ struct SelInfo {
 };
 
 using SelEntry = std::array<u8, 16>; // a record as stored: its ID in the first two bytes
+
+// Little-endian fields of a response.
+inline u16 le16(const std::vector<u8> &d, std::size_t at)
+{
+    return static_cast<u16>(d[at] | d[at + 1] << 8);
+}
+inline u32 le32(const std::vector<u8> &d, std::size_t at)
+{
+    return d[at] | d[at + 1] << 8 | d[at + 2] << 16 | static_cast<u32>(d[at + 3]) << 24;
+}
 
 inline u16 selRecordId(const SelEntry &entry)
 {

@@ -21,11 +21,6 @@ constexpr std::size_t kMaxBytes = std::size_t{64} * 1024;
 constexpr std::size_t kMaxRecords = kMaxBytes / kHeader;
 constexpr int kReservationTries = 3; // reads another client's reservation may cancel
 
-u16 le16(const std::vector<u8> &d, std::size_t at)
-{
-    return static_cast<u16>(d[at] | d[at + 1] << 8);
-}
-
 struct Record {
     std::string bytes; // header and body, as stored: the record's own ID first
     u16 next;

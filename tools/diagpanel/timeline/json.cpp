@@ -26,7 +26,7 @@ nlohmann::json codeJson(u32 code)
     nlohmann::json j = {{"code", hex32(code)}, {"words", d.words}};
     if (d.valid) {
         j["fault_type"] = d.faultType;
-        j["index"] = index2(d.index);
+        j["index"] = tools::indexWords(d.index);
         j["level"] = d.level;
     }
     return j;
@@ -34,10 +34,12 @@ nlohmann::json codeJson(u32 code)
 
 nlohmann::json faultJson(const DIAG_PANEL_MSG_S &m)
 {
-    return {
-        {"fault_type", m.usFaultType}, {"type", tools::faultTypeName(m.usFaultType)},
-        {"index", index2(m.ucIndex)},  {"mask", m.uiFaultMask},
-        {"level", host::levelOf(m)},   {"asserted", {m.ucLevel1Cnt, m.ucLevel2Cnt, m.ucLevel3Cnt}}};
+    return {{"fault_type", m.usFaultType},
+            {"type", tools::faultTypeName(m.usFaultType)},
+            {"index", tools::indexWords(m.ucIndex)},
+            {"mask", m.uiFaultMask},
+            {"level", host::levelOf(m)},
+            {"asserted", {m.ucLevel1Cnt, m.ucLevel2Cnt, m.ucLevel3Cnt}}};
 }
 
 class JsonSink : public Sink

@@ -170,7 +170,8 @@ void SvgSink::write(const Summary &s)
                 escape(codeWords(b.code)).c_str());
         if (w > 16) {
             fprintf(out, "<text x=\"%.1f\" y=\"%.0f\" fill=\"white\" font-size=\"9\">%s</text>\n",
-                    x(b.from) + 2, y + 12, index2(tools::decodePanelCode(b.code).index).c_str());
+                    x(b.from) + 2, y + 12,
+                    tools::indexWords(tools::decodePanelCode(b.code).index).c_str());
         }
     }
     static constexpr std::array<uint64_t, 14> kTicks = {

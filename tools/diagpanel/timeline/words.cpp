@@ -14,13 +14,6 @@ std::string hex32(u32 value)
     return text;
 }
 
-std::string index2(unsigned index)
-{
-    char text[4];
-    snprintf(text, sizeof text, "%02X", index);
-    return text;
-}
-
 std::string codeWords(u32 code)
 {
     return tools::decodePanelCode(code).words;

@@ -10,8 +10,7 @@
 
 namespace diagpanel {
 
-std::string index2(unsigned index); // "B3": a component index as the panel shows it
-std::string codeWords(u32 code);    // "memory B3, level 3"
+std::string codeWords(u32 code);                       // "memory B3, level 3"
 std::string cycleWords(const std::vector<u32> &cycle); // "fan 02, level 3 | memory B3, level 3"
 std::string changeWords(const Event &e);               // "+ memory B3: mask 0x00000002, level 3"
 
