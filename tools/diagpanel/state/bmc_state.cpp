@@ -198,7 +198,7 @@ bool BmcState::openDisk(FollowClock::time_point now)
 void BmcState::load()
 {
     std::string bytes;
-    if (!readAll(recordsFd_, recordsOnDisk_ * kRecordLen, bytes)) {
+    if (!readAll(recordsFd_, static_cast<std::size_t>(recordsOnDisk_ * kRecordLen), bytes)) {
         tell_(path_ + "/" + kRecords + " cannot be read: " + strerror(errno));
         bytes.clear();
     }
