@@ -375,6 +375,12 @@ void Replay::tell(Event event)
     emit(std::move(event), nullptr);
 }
 
+void Replay::oneByOne()
+{
+    settle();
+    options_.batch = 1;
+}
+
 void Replay::emit(Event event, const Item *item)
 {
     if (event.kind != Event::Kind::Panel && event.kind != Event::Kind::Repeat) {

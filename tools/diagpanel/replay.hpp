@@ -73,6 +73,9 @@ class Replay
     // Writes out what is said of the inputs' source itself (what follow says of the BMC), after
     // the effects of every input played so far.
     void tell(Event event);
+    // From now on each input's effects are written out before play() returns (batch 1): a live
+    // run after a batch of restored ones.
+    void oneByOne();
     // Writes the summary. A replay first runs the display on until its cycle is steady, as the
     // firmware would be left; a live run (`runOn` false) stops where its clock is.
     void finish(std::size_t problems, bool runOn = true);

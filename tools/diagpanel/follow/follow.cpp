@@ -129,6 +129,8 @@ std::string heading(u32 board, const std::string &bmc, const std::string &namesF
     return text;
 }
 
+} // namespace
+
 Item selItem(const SelEntry &record, Timing timing, uint64_t offset)
 {
     Item item;
@@ -140,8 +142,6 @@ Item selItem(const SelEntry &record, Timing timing, uint64_t offset)
     std::copy(record.begin(), record.end(), item.sel.begin());
     return item;
 }
-
-} // namespace
 
 int follow(const FollowArgs &args, u32 board)
 {

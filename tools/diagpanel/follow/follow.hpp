@@ -9,6 +9,9 @@
 
 #include <diagpanel/types.h>
 
+#include "tools/diagpanel/follow/ipmi_client.hpp"
+#include "tools/diagpanel/readers/inputs.hpp"
+
 namespace diagpanel {
 
 struct FollowArgs {
@@ -32,5 +35,9 @@ struct FollowArgs {
 // Exit codes: 0 ended as asked, 1 records that could not be read, 2 usage, 3 could not reach or
 // log in to the BMC at start.
 int follow(const FollowArgs &args, u32 board);
+
+// A record read from a BMC as an input: its source "sel:<record ID>", placed by its own timestamp
+// or at `offset` seconds after the live clock began.
+Item selItem(const SelEntry &record, Timing timing, uint64_t offset);
 
 } // namespace diagpanel
