@@ -79,6 +79,13 @@ if(NOT CMAKE_CROSSCOMPILING)
   target_link_libraries(diagpanel_watch PUBLIC diagpanel_readers diagpanel_boards
     diagpanel_toolheaders yaml-cpp)
   target_compile_options(diagpanel_watch PRIVATE ${DIAGPANEL_WARNINGS})
+  # The watcher: a pool of IPMI sessions, the state store, and a panel worker a BMC.
+  add_library(diagpanel_watcher STATIC ${watch}/watcher.cpp ${watch}/watched_bmc.cpp
+    ${watch}/step_pool.cpp ${watch}/panel_link.cpp ${watch}/panel_model.cpp
+    ${watch}/panel_worker.cpp)
+  find_package(Threads REQUIRED)
+  target_link_libraries(diagpanel_watcher PUBLIC diagpanel_watch diagpanel_state Threads::Threads)
+  target_compile_options(diagpanel_watcher PRIVATE ${DIAGPANEL_WARNINGS})
 endif()
 
 # The command line: a short main and one file a command, with the pieces they share.
@@ -87,6 +94,12 @@ add_executable(diagpanel ${dir}/diagpanel/main.cpp ${commands}/board.cpp ${comma
   ${commands}/problems.cpp ${commands}/replay.cpp ${commands}/decode.cpp ${commands}/boards.cpp
   ${commands}/follow.cpp ${commands}/tables.cpp)
 target_link_libraries(diagpanel PRIVATE diagpanel_replay diagpanel_follow)
+if(CMAKE_CROSSCOMPILING)
+  target_sources(diagpanel PRIVATE ${commands}/no_watch.cpp)
+else()
+  target_sources(diagpanel PRIVATE ${commands}/watch.cpp)
+  target_link_libraries(diagpanel PRIVATE diagpanel_watcher)
+endif()
 # CLI11's own code, inlined here, trips the null-dereference analysis.
 target_compile_options(diagpanel PRIVATE ${DIAGPANEL_WARNINGS} -Wno-null-dereference)
 set_target_properties(diagpanel PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tools)

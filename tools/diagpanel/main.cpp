@@ -15,8 +15,8 @@ namespace {
 using namespace diagpanel;
 
 // The subcommands, in the order --help lists them.
-constexpr std::array kCommands = {replayCommand, decodeCommand, boardsCommand, followCommand,
-                                  tablesCommand};
+constexpr std::array kCommands = {replayCommand, decodeCommand, boardsCommand,     followCommand,
+                                  watchCommand,  tablesCommand, watchWorkerCommand};
 
 } // namespace
 

@@ -19,5 +19,7 @@ Command decodeCommand(CLI::App &parent);
 Command boardsCommand(CLI::App &parent);
 Command followCommand(CLI::App &parent);
 Command tablesCommand(CLI::App &parent);
+Command watchCommand(CLI::App &parent);
+Command watchWorkerCommand(CLI::App &parent); // hidden: what watch runs for each BMC
 
 } // namespace diagpanel

@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the watcher knows of one BMC's panel: its fault table, its code and the library's warnings,
+// kept from the JSON Lines its worker writes, and told as the BMC's panel.json.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include <nlohmann/json.hpp>
+
+namespace diagpanel {
+
+class PanelModel
+{
+  public:
+    // One line of the worker's timeline; false when it is not one (then nothing changed).
+    bool apply(const nlohmann::json &line);
+    void reset() { *this = PanelModel{}; }
+
+    // The fault table as a summary line gives it (fields of a fault line but `change`), ordered
+    // by fault type and index.
+    nlohmann::json faults() const;
+    const nlohmann::json &code() const { return code_; } // the last code shown: a code object
+    unsigned long warnings() const { return warnings_; }
+    unsigned long inputs() const { return inputs_; }
+
+  private:
+    std::map<std::pair<int, std::string>, nlohmann::json> faults_;
+    nlohmann::json code_;
+    unsigned long warnings_ = 0;
+    unsigned long inputs_ = 0;
+};
+
+} // namespace diagpanel

@@ -1,0 +1,450 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/diagpanel/watch/watcher.hpp"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include <nlohmann/json.hpp>
+
+#include "tools/diagpanel/exit_codes.hpp"
+#include "tools/diagpanel/timeline.hpp"
+#include "tools/diagpanel/watch/panel_link.hpp"
+#include "tools/diagpanel/watch/panel_model.hpp"
+#include "tools/diagpanel/watch/panel_worker.hpp"
+#include "tools/diagpanel/watch/step_pool.hpp"
+#include "tools/diagpanel/watch/watched_bmc.hpp"
+
+namespace diagpanel {
+
+namespace {
+
+using Clock = FollowClock;
+
+constexpr unsigned kPoolThreads = 16;
+constexpr std::chrono::seconds kInventoryCheck{2};     // target files looked at for changes
+constexpr std::chrono::seconds kStatusEvery{1};        // a BMC's panel.json rewritten at most
+constexpr std::chrono::seconds kLongestWorkerWait{60}; // between restarts of a failing worker
+constexpr int kLoopTick = 250;                         // ms: restarts and status are this late
+constexpr const char *kStatusFile = "panel.json";
+
+volatile sig_atomic_t g_stop = 0;
+volatile sig_atomic_t g_reload = 0;
+int g_wake = -1; // the loop's wake-up pipe, written by signals and pool threads
+
+void wake()
+{
+    const char byte = 0;
+    [[maybe_unused]] const ssize_t ignored = write(g_wake, &byte, 1);
+}
+
+void onSignal(int signal)
+{
+    const int saved = errno;
+    (signal == SIGHUP ? g_reload : g_stop) = 1;
+    wake();
+    errno = saved;
+}
+
+void catchSignals()
+{
+    signal(SIGPIPE, SIG_IGN); // a worker gone, a reader of --events gone: told, not fatal
+    struct sigaction action {
+    };
+    action.sa_handler = onSignal;
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+    sigaction(SIGHUP, &action, nullptr);
+}
+
+void say(const std::string &text)
+{
+    fprintf(stderr, "diagpanel watch: %s\n", text.c_str());
+}
+
+bool writeAll(int fd, std::string_view text)
+{
+    while (!text.empty()) {
+        const ssize_t written = write(fd, text.data(), text.size());
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        if (written <= 0) {
+            return false;
+        }
+        text.remove_prefix(static_cast<std::size_t>(written));
+    }
+    return true;
+}
+
+// Replaced whole, so that a reader never sees half of one.
+void writeFileAtomically(const std::string &path, const std::string &text)
+{
+    const std::string temp = path + ".new";
+    const int fd = open(temp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    if (fd < 0) {
+        return; // the state dir's failures are told by its store
+    }
+    const bool written = writeAll(fd, text);
+    close(fd);
+    if (!written || rename(temp.c_str(), path.c_str()) != 0) {
+        unlink(temp.c_str());
+    }
+}
+
+// The loop's own of one BMC: its panel worker and what its timeline says.
+struct Panel {
+    std::shared_ptr<WatchedBmc> bmc;
+    PanelLink link;
+    PanelModel model;
+    bool restored = false; // the worker's timeline has caught up with what was kept
+    Clock::time_point restartAt{};
+    std::chrono::seconds restartWait{0};
+    Clock::time_point startedAt{};
+    bool changed = true; // since panel.json was last written
+    Clock::time_point writtenAt{};
+    WatchedBmc::Status written;
+};
+
+class Watcher
+{
+  public:
+    explicit Watcher(const WatchOptions &options) : options_(options) {}
+    ~Watcher();
+    int run();
+
+  private:
+    bool load(bool atStart);
+    void follow(const Target &target);
+    void letGo(const std::string &name);
+    void addWaiting();
+    void serve(Panel &panel, short events, Clock::time_point now);
+    void startWorker(Panel &panel, Clock::time_point now);
+    void workerEnded(Panel &panel, Clock::time_point now);
+    void take(Panel &panel, const std::string &line);
+    void writeStatus(Panel &panel, Clock::time_point now);
+
+    WatchOptions options_;
+    std::map<std::string, Password> passwords_; // by module
+    Inventory inventory_;                       // this shard's targets
+    std::map<std::string, std::unique_ptr<Panel>> panels_;
+    std::map<std::string, std::weak_ptr<WatchedBmc>> leaving_; // let go, maybe mid-step still
+    std::vector<Target> waiting_; // to follow once the BMC's last run has let go of its state
+    std::optional<StepPool> pool_;
+    int wakeRead_ = -1;
+    int events_ = -1;
+    bool ownEvents_ = false;
+    std::string lastProblem_; // of the inventory, told
+};
+
+Watcher::~Watcher()
+{
+    pool_.reset(); // no step runs on: the workers can be ended
+    for (auto &[name, panel] : panels_) {
+        panel->link.closeInput();
+    }
+    for (auto &[name, panel] : panels_) {
+        panel->link.stop();
+    }
+    if (ownEvents_) {
+        close(events_);
+    }
+    if (wakeRead_ >= 0) {
+        close(wakeRead_);
+        close(g_wake);
+    }
+}
+
+// Reads the inventory (and the modules' passwords); at the start, what is wrong ends the watcher,
+// later it is told and the last good inventory kept.
+bool Watcher::load(bool atStart)
+{
+    Inventory next;
+    std::map<std::string, Password> passwords;
+    try {
+        if (!options_.configFile.empty() && !atStart) {
+            options_.config = readConfig(options_.configFile);
+        }
+        for (const auto &[name, module] : options_.config.modules) {
+            passwords.emplace(name, readPassword(module.passwordFile));
+        }
+        const Inventory all = readInventory(options_.config);
+        next.files = all.files;
+        for (const auto &[name, target] : all.targets) {
+            if (inShard(target, options_.shard)) {
+                next.targets.emplace(name, target);
+            }
+        }
+    } catch (const InventoryError &e) {
+        // Told once, not at every look at the files while they stay wrong.
+        if (e.what() != lastProblem_) {
+            say(atStart ? e.what() : std::string(e.what()) + " (the inventory read before stays)");
+        }
+        lastProblem_ = e.what();
+        return false;
+    }
+    lastProblem_.clear();
+    passwords_ = std::move(passwords);
+    const InventoryDiff diff = diffInventories(inventory_, next);
+    inventory_ = std::move(next);
+    for (const Target &gone : diff.removed) {
+        letGo(gone.name);
+    }
+    for (const Target &changed : diff.changed) {
+        letGo(changed.name);
+    }
+    for (const Target &added : diff.added) {
+        waiting_.push_back(added);
+    }
+    for (const Target &changed : diff.changed) {
+        waiting_.push_back(changed);
+    }
+    addWaiting();
+    if (!atStart && (!diff.added.empty() || !diff.removed.empty() || !diff.changed.empty())) {
+        say("inventory read again: " + std::to_string(diff.added.size()) + " added, " +
+            std::to_string(diff.removed.size()) + " removed, " +
+            std::to_string(diff.changed.size()) + " changed, " +
+            std::to_string(inventory_.targets.size()) + " followed");
+    }
+    return true;
+}
+
+void Watcher::follow(const Target &target)
+{
+    auto panel = std::make_unique<Panel>();
+    const std::string name = target.name;
+    panel->bmc = std::make_shared<WatchedBmc>(
+        target, options_.config.modules.at(target.module), passwords_.at(target.module),
+        options_.stateDir, [name](const std::string &text) { say(name + ": " + text); });
+    pool_->add(panel->bmc);
+    panels_[name] = std::move(panel);
+}
+
+void Watcher::letGo(const std::string &name)
+{
+    const auto found = panels_.find(name);
+    if (found == panels_.end()) {
+        return;
+    }
+    Panel &panel = *found->second;
+    panel.bmc->retire();
+    leaving_[name] = panel.bmc;
+    panel.link.stop();
+    panels_.erase(found);
+}
+
+// A BMC's state is one run's at a time: a target added again waits until the last run let go.
+void Watcher::addWaiting()
+{
+    std::erase_if(leaving_, [](const auto &entry) { return entry.second.expired(); });
+    std::erase_if(waiting_, [this](const Target &target) {
+        if (leaving_.contains(target.name)) {
+            return false;
+        }
+        if (inventory_.targets.contains(target.name)) {
+            follow(inventory_.targets.at(target.name));
+        }
+        return true;
+    });
+}
+
+void Watcher::startWorker(Panel &panel, Clock::time_point now)
+{
+    const std::optional<std::string> first = panel.bmc->workerStart();
+    if (!first) {
+        return; // its sensor names are not known yet
+    }
+    std::string why;
+    if (!panel.link.start(options_.program, why)) {
+        say(panel.bmc->target().name + ": " + why);
+        panel.restartAt = now + kLongestWorkerWait;
+        return;
+    }
+    panel.model.reset();
+    panel.restored = false;
+    panel.startedAt = now;
+    panel.link.send(*first);
+}
+
+void Watcher::workerEnded(Panel &panel, Clock::time_point now)
+{
+    const int status = panel.link.stop();
+    // One that ran a while is started again at once; one that keeps failing, less and less often.
+    panel.restartWait = now - panel.startedAt > kLongestWorkerWait
+                            ? std::chrono::seconds(0)
+                            : std::min(std::max(panel.restartWait * 2, std::chrono::seconds(1)),
+                                       kLongestWorkerWait);
+    panel.restartAt = now + panel.restartWait;
+    char how[64];
+    if (WIFSIGNALED(status)) {
+        snprintf(how, sizeof how, "killed by signal %d", WTERMSIG(status));
+    } else {
+        snprintf(how, sizeof how, "exit %d", WEXITSTATUS(status));
+    }
+    say(panel.bmc->target().name + ": its panel worker ended (" + how + "); started again in " +
+        std::to_string(panel.restartWait.count()) + " s");
+}
+
+void Watcher::take(Panel &panel, const std::string &text)
+{
+    const nlohmann::json line = nlohmann::json::parse(text, nullptr, false);
+    if (line.is_object() && line.value("kind", "") == kRestoredAnswer) {
+        panel.restored = true;
+        panel.changed = true;
+        return;
+    }
+    if (line.is_object() && line.value("kind", "") == kLiveAnswer) {
+        return;
+    }
+    if (!panel.model.apply(line)) {
+        say(panel.bmc->target().name + ": its panel worker wrote what is not a timeline line");
+        return;
+    }
+    panel.changed = true;
+    // What the timeline showed before the restored records end was shown by an earlier run.
+    if (panel.restored && events_ >= 0 && !writeAll(events_, text + '\n')) {
+        say(std::string("the events cannot be written: ") + strerror(errno));
+        events_ = -1;
+    }
+}
+
+void Watcher::serve(Panel &panel, short events, Clock::time_point now)
+{
+    if (!panel.link.running()) {
+        if (now >= panel.restartAt) {
+            startWorker(panel, now);
+        }
+        return;
+    }
+    panel.link.send(panel.bmc->takeLines());
+    bool alive = !panel.link.wantsToWrite() || panel.link.write();
+    if ((events & (POLLIN | POLLHUP | POLLERR)) != 0) {
+        std::vector<std::string> lines;
+        alive = panel.link.read(lines) && alive;
+        for (const std::string &line : lines) {
+            take(panel, line);
+        }
+    }
+    if (!alive) {
+        workerEnded(panel, now);
+    }
+}
+
+void Watcher::writeStatus(Panel &panel, Clock::time_point now)
+{
+    const WatchedBmc::Status status = panel.bmc->status();
+    // While a worker rebuilds the table, it is not yet what the BMC's panel shows.
+    const bool rebuilding = !panel.restored && panel.startedAt != Clock::time_point{};
+    if (rebuilding || now - panel.writtenAt < kStatusEvery ||
+        (!panel.changed && status == panel.written)) {
+        return;
+    }
+    const Target &target = panel.bmc->target();
+    nlohmann::json j = {
+        {"schema", kJsonSchema},
+        {"bmc", target.name},
+        {"board", hex32(target.board)},
+        {"labels", target.labels},
+        {"state", conditionWord(status.condition)},
+        {"records", status.records},
+        {"commands", status.commands},
+        {"warnings", panel.model.warnings()},
+        {"code", panel.model.code()},
+        {"faults", panel.model.faults()},
+    };
+    j["last_answer"] = status.lastAnswer ? nlohmann::json(*status.lastAnswer) : nlohmann::json();
+    if (!status.why.empty()) {
+        j["why"] = status.why;
+    }
+    writeFileAtomically(panel.bmc->statePath() + "/" + kStatusFile,
+                        j.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + '\n');
+    panel.changed = false;
+    panel.written = status;
+    panel.writtenAt = now;
+}
+
+int Watcher::run()
+{
+    int wakeEnds[2];
+    if (pipe2(wakeEnds, O_CLOEXEC | O_NONBLOCK) != 0) {
+        say(std::string("cannot make a pipe: ") + strerror(errno));
+        return kExitUnreadable;
+    }
+    wakeRead_ = wakeEnds[0];
+    g_wake = wakeEnds[1];
+    catchSignals();
+    if (options_.events == "-") {
+        events_ = STDOUT_FILENO;
+    } else if (!options_.events.empty()) {
+        events_ = open(options_.events.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+        if (events_ < 0) {
+            say("cannot write " + options_.events + ": " + strerror(errno));
+            return kExitUsage;
+        }
+        ownEvents_ = true;
+    }
+    pool_.emplace(kPoolThreads, wake);
+    if (!load(true)) {
+        return kExitUsage;
+    }
+    say("following " + std::to_string(inventory_.targets.size()) + " BMCs" +
+        (options_.shard.count > 1 ? " (shard " + std::to_string(options_.shard.index) + "/" +
+                                        std::to_string(options_.shard.count) + ")"
+                                  : std::string()) +
+        ", state in " + options_.stateDir);
+    Clock::time_point checkedAt = Clock::now();
+    std::vector<pollfd> fds;
+    std::vector<Panel *> served;
+    while (g_stop == 0) {
+        fds.assign(1, pollfd{wakeRead_, POLLIN, 0});
+        served.assign(1, nullptr);
+        for (auto &[name, panel] : panels_) {
+            if (panel->link.running()) {
+                fds.push_back({panel->link.output(), POLLIN, 0});
+                served.push_back(panel.get());
+                if (panel->link.wantsToWrite()) {
+                    fds.push_back({panel->link.input(), POLLOUT, 0});
+                    served.push_back(panel.get());
+                }
+            }
+        }
+        poll(fds.data(), fds.size(), kLoopTick);
+        char drained[256];
+        while (read(wakeRead_, drained, sizeof drained) > 0) {
+        }
+        const Clock::time_point now = Clock::now();
+        std::map<Panel *, short> ready;
+        for (std::size_t i = 1; i < fds.size(); ++i) {
+            ready[served[i]] |= fds[i].revents;
+        }
+        for (auto &[name, panel] : panels_) {
+            serve(*panel, ready[panel.get()], now);
+            writeStatus(*panel, now);
+        }
+        if (g_reload != 0 || now - checkedAt >= kInventoryCheck) {
+            const bool asked = g_reload != 0;
+            g_reload = 0;
+            checkedAt = now;
+            if (asked || targetFilesChanged(options_.config, inventory_)) {
+                load(false);
+            }
+        }
+        addWaiting();
+    }
+    say("stopped");
+    return kExitDone;
+}
+
+} // namespace
+
+int watch(const WatchOptions &options)
+{
+    Watcher watcher(options);
+    return watcher.run();
+}
+
+} // namespace diagpanel
