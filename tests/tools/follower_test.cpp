@@ -37,6 +37,8 @@ const ScriptRow kRows[] = {
     {"a garbled answer is asked again; one that stays garbled is skipped, the rest still come",
      "+1 . +2 short . +2 long long long . +2 empty empty empty . .",
      " a | b c | unreadable:4 e | unreadable:6 g |"},
+    {"a record named next but answered \"not present\": asked again, so many times, then skipped",
+     "+1 . +1 hide:2 +1 . +1 hide:4 +1 . .", " a | b c | unreadable:4 e |", "2 6 7 1"},
     {"busy and FFh answers are asked again, so many times",
      "+1 . +1 busy ff . +1 busy busy busy . +1 .", " a | b | unreadable:3 | d", "2 4 5 2"},
     {"a record that names another ID than it was read by: nothing after it lost",

@@ -73,7 +73,7 @@ class SelFollower
         enum { Record, Unreadable, Absent, Silent } what;
         SelRecord record{};
     };
-    Read entry(u16 id, FollowStep &step);
+    Read entry(u16 id, FollowStep &step, bool named = false); // named: by a record's next ID
     bool walk(u16 id, FollowStep &step, bool guessed = false);
     void loop(u16 from, u16 to, FollowStep &step);
     bool lastStillThere(FollowStep &step);
