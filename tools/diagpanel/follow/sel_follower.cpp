@@ -108,6 +108,15 @@ SelFollower::Read SelFollower::entry(u16 id, FollowStep &step, bool named)
     const auto again = [named](const Reply<SelRecord> &r) {
         return busy(r) || r.wrongLength || (named && r.completion == ipmi::kNotPresent);
     };
+    if (unanswered_ == id && silences_ >= kTries) {
+        // The session was lost over this record so many times in a row: the BMC does not answer
+        // for it, and the records after it must not wait for ever.
+        unanswered_.reset();
+        say(step, BmcNews::Unreadable, id,
+            "record " + std::to_string(id) + " got no answer " + std::to_string(kTries) +
+                " times, skipped");
+        return {Read::Unreadable};
+    }
     Reply<SelRecord> r;
     for (unsigned tries = 0; tries < kTries; ++tries) {
         r = client_.getSelEntry(reservation_, id);
@@ -129,7 +138,12 @@ SelFollower::Read SelFollower::entry(u16 id, FollowStep &step, bool named)
     }
     step.answered = step.answered && r.answered();
     if (!r.answered()) {
+        silences_ = unanswered_ == id ? silences_ + 1 : 1;
+        unanswered_ = id;
         return {Read::Silent};
+    }
+    if (unanswered_ == id) {
+        unanswered_.reset();
     }
     if (!named && r.completion == ipmi::kNotPresent) {
         return {Read::Absent};

@@ -85,7 +85,9 @@ class SelFollower
     std::optional<SelInfo> known_;
     std::optional<u16> lastId_; // the last record read, and its bytes
     SelEntry lastBytes_{};
-    std::optional<u16> skippedTo_; // unreadable records passed after it: go on after them
+    std::optional<u16> skippedTo_;  // unreadable records passed after it: go on after them
+    std::optional<u16> unanswered_; // the record whose read lost the session, so many times
+    unsigned silences_ = 0;         // in a row
     std::set<SelEntry> seen_;
     u16 reservation_ = 0;
     bool overflowSaid_ = false;
