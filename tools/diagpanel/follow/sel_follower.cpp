@@ -152,7 +152,7 @@ SelFollower::Read SelFollower::entry(u16 id, FollowStep &step, bool named)
         say(step, BmcNews::Unreadable, id,
             "record " + std::to_string(id) + " could not be read (" +
                 (r.completion ? completionText(*r.completion)
-                              : std::to_string(*r.wrongLength) + " bytes") +
+                              : "an answer of " + std::to_string(*r.wrongLength) + " bytes") +
                 "), skipped");
         return {Read::Unreadable};
     }
