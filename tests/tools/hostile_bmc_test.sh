@@ -30,16 +30,17 @@ fail() {
 # code; the records read, by ID, in order; its bmc lines as event:number (a regular expression);
 # and a regular expression its output or the BMC's count of commands must match. "add": once
 # the first records are in, a seventh is logged. Exit codes as docs/diagpanel.md gives them: 1
-# when a record could not be read, 3 when the BMC could not be logged in to.
+# when a record could not be read, 3 when the BMC could not be logged in to. pyghmi does not
+# answer an unknown user at all: follow can only say that nothing answered.
 while IFS='|' read -r misbehave times options status records notes said; do
     row="$misbehave $times $options"
     cp "$here/data/sel.bin" "$work/sel.bin"
-    "$py" "$here/../../host/fake_bmc/fake_bmc.py" --sel "$work/sel.bin" --sdr "$here/data/sdr.dump" \
-        --misbehave "${misbehave% add}" --times "$times" >"$work/bmc" 2>&1 &
+    timeout 300 "$py" "$here/../../host/fake_bmc/fake_bmc.py" --sel "$work/sel.bin" \
+        --sdr "$here/data/sdr.dump" --misbehave "${misbehave% add}" --times "$times" >"$work/bmc" 2>&1 &
     bmc=$!
     for _ in $(seq 100); do grep -q listening "$work/bmc" && break; sleep 0.1; done
     port=$(sed -n 's/^fake_bmc: listening on 127.0.0.1 port \([0-9]*\),.*/\1/p' "$work/bmc")
-    [ -n "$port" ] || { fail "the fake BMC did not start"; continue; }
+    [ -n "$port" ] || { fail "the fake BMC did not start"; kill $bmc; wait $bmc; continue; }
     # shellcheck disable=SC2086 # the options are words
     IPMI_PASSWORD=secret timeout 120 "$tool" follow --host 127.0.0.1 --port "$port" --board $board \
         --json --interval 0.2 $options >"$work/out" 2>"$work/err" &
