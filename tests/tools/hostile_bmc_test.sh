@@ -35,8 +35,10 @@ fail() {
 while IFS='|' read -r misbehave times options status records notes said; do
     row="$misbehave $times $options"
     cp "$here/data/sel.bin" "$work/sel.bin"
+    : >"$work/bmc" && : >"$work/out" # not the last row's: a job empties its files once it runs
     timeout 300 "$py" "$here/../../host/fake_bmc/fake_bmc.py" --sel "$work/sel.bin" \
-        --sdr "$here/data/sdr.dump" --misbehave "${misbehave% add}" --times "$times" >"$work/bmc" 2>&1 &
+        --sdr "$here/data/sdr.dump" --misbehave "${misbehave% add}" --times "$times" \
+        >"$work/bmc" 2>&1 &
     bmc=$!
     for _ in $(seq 100); do grep -q listening "$work/bmc" && break; sleep 0.1; done
     port=$(sed -n 's/^fake_bmc: listening on 127.0.0.1 port \([0-9]*\),.*/\1/p' "$work/bmc")
@@ -55,8 +57,9 @@ while IFS='|' read -r misbehave times options status records notes said; do
     kill $bmc
     wait $bmc
     bmc=
-    read_ids=$(grep '"kind":"input"' "$work/out" | sed 's/.*"source":"sel:\([0-9]*\)".*/\1/' | paste -sd' ')
-    told=$(sed -n 's/.*"event":"\([a-z-]*\)","kind":"bmc","number":\([0-9]*\).*/\1:\2/p' "$work/out" | paste -sd' ')
+    read_ids=$(sed -n 's/.*"kind":"input".*"source":"sel:\([0-9]*\)".*/\1/p' "$work/out" | paste -sd' ')
+    told=$(sed -n 's/.*"event":"\([a-z-]*\)","kind":"bmc","number":\([0-9]*\).*/\1:\2/p' \
+        "$work/out" | paste -sd' ')
     [ "$code" = "$status" ] || fail "exit code $code, not $status"
     [ "$read_ids" = "$records" ] || fail "records read: '$read_ids', not '$records'"
     [[ $told =~ ^$notes$ ]] || fail "told '$told', not '$notes'"
