@@ -14,8 +14,9 @@ follower=
 trap 'kill -CONT $sim 2>/dev/null; kill $sim $follower 2>/dev/null; wait 2>/dev/null; rm -rf "$work"' EXIT
 fail() { echo "FAILED: $*"; echo "--- follow's output"; cat "$work/out" "$work/err" 2>/dev/null; exit 1; }
 # follow in the background, polling every 0.2 s, with these options; end: waits up to 30 s for it
-# to end, and fails unless it ended well.
-start() { IPMI_PASSWORD=secret timeout 120 "$tool" "${follow[@]}" --interval 0.2 "$@" >"$work/out" 2>"$work/err" & follower=$!; }
+# to end, and fails unless it ended well. The last run's output goes first: a job empties its
+# files only once it runs, and a wait could read them before.
+start() { : >"$work/out"; : >"$work/err"; IPMI_PASSWORD=secret timeout 120 "$tool" "${follow[@]}" --interval 0.2 "$@" >"$work/out" 2>"$work/err" & follower=$!; }
 end() {
     for _ in $(seq 300); do kill -0 $follower 2>/dev/null || break; sleep 0.1; done
     wait $follower || fail "follow $*, ended with $?"

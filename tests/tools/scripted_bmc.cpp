@@ -96,7 +96,7 @@ class ScriptedBmc : public IpmiClient
             return r;
         } else if (reservation && asked != *reservation) {
             return refused(0xC5);
-        } else if (!found) {
+        } else if (!found || (hidden.contains(id) && hidden[id]-- > 0)) {
             return refused(0xCB);
         }
         SelRecord r{{}, found->second};
@@ -118,6 +118,7 @@ class ScriptedBmc : public IpmiClient
     std::optional<u16> reservation; // the one the BMC honours; none asked for yet: any
     u16 reservations = 0;
     std::deque<Reply<SelRecord>> forced; // the next Get SEL Entry answers, whatever is asked
+    std::map<u16, unsigned> hidden;      // records answered "not present" so many more times
     std::optional<unsigned> answersLeft; // the BMC goes silent after so many more commands
     std::optional<unsigned> cancelIn;    // another client reserves after so many more commands
     std::optional<u16> sdrCount;         // Get SDR Repository Info's, when not the records held
@@ -211,6 +212,7 @@ const std::map<std::string, Word> kWords = {
     {"up", [](ScriptedBmc &b, Arg) { b.down = false; }},
     {"cancel@", [](ScriptedBmc &b, Arg arg) { b.cancelIn = std::atoi(arg); }},
     {"silent:", [](ScriptedBmc &b, Arg arg) { b.answersLeft = std::atoi(arg); }},
+    {"hide:", [](ScriptedBmc &b, Arg arg) { b.hidden[b.sel.held.back().first] = std::atoi(arg); }},
     {"gap", [](ScriptedBmc &b, Arg) { b.sel.nextId += 10; }},
     {"relabel", [](ScriptedBmc &b, Arg) { b.sel.held.back().second[0] += 100; }},
     {"loop:self", [](ScriptedBmc &b, Arg) { b.loopTo(b.last->held.back().first); }},

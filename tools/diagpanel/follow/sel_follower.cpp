@@ -102,8 +102,21 @@ void SelFollower::reconnect(FollowClock::time_point now, FollowStep &step)
     step.next = now; // poll at once: records may have come in the meantime
 }
 
-SelFollower::Read SelFollower::entry(u16 id, FollowStep &step)
+SelFollower::Read SelFollower::entry(u16 id, FollowStep &step, bool named)
 {
+    // A record another one names as its next is there: "not present" is asked again, then told.
+    const auto again = [named](const Reply<SelRecord> &r) {
+        return busy(r) || r.wrongLength || (named && r.completion == ipmi::kNotPresent);
+    };
+    if (unanswered_ == id && silences_ >= kTries) {
+        // The session was lost over this record so many times in a row: the BMC does not answer
+        // for it, and the records after it must not wait for ever.
+        unanswered_.reset();
+        say(step, BmcNews::Unreadable, id,
+            "record " + std::to_string(id) + " got no answer " + std::to_string(kTries) +
+                " times, skipped");
+        return {Read::Unreadable};
+    }
     Reply<SelRecord> r;
     for (unsigned tries = 0; tries < kTries; ++tries) {
         r = client_.getSelEntry(reservation_, id);
@@ -119,22 +132,27 @@ SelFollower::Read SelFollower::entry(u16 id, FollowStep &step)
                 continue;
             }
         }
-        if (!busy(r) && !r.wrongLength) {
+        if (!again(r)) {
             break;
         }
     }
     step.answered = step.answered && r.answered();
     if (!r.answered()) {
+        silences_ = unanswered_ == id ? silences_ + 1 : 1;
+        unanswered_ = id;
         return {Read::Silent};
     }
-    if (r.completion == ipmi::kNotPresent) {
+    if (unanswered_ == id) {
+        unanswered_.reset();
+    }
+    if (!named && r.completion == ipmi::kNotPresent) {
         return {Read::Absent};
     }
     if (!r.value) {
         say(step, BmcNews::Unreadable, id,
             "record " + std::to_string(id) + " could not be read (" +
                 (r.completion ? completionText(*r.completion)
-                              : std::to_string(*r.wrongLength) + " bytes") +
+                              : "an answer of " + std::to_string(*r.wrongLength) + " bytes") +
                 "), skipped");
         return {Read::Unreadable};
     }
@@ -152,10 +170,10 @@ void SelFollower::take(u16 id, const SelEntry &entry, FollowStep &step)
 }
 
 // Walks the records from `id` on by their next IDs; the ones not seen before are news. A record
-// that cannot be read is skipped for the one numbered after it, and so is a next ID that leads
-// back to a record read before: each record is read at most once a walk. A guessed ID (`id`, or
-// one numbered after another) that leads to no record or to one seen before ends the walk; when
-// it was `id`, the walk read nothing (false).
+// that cannot be read, or that is not there though the one before names it, is skipped for the one
+// numbered after it, and so is a next ID that leads back to a record read before: each record is
+// read at most once a walk. A guessed ID (`id`, or one numbered after another) that leads to no
+// record or to one seen before ends the walk; when it was `id`, the walk read nothing (false).
 bool SelFollower::walk(u16 id, FollowStep &step, bool guessed)
 {
     std::set<u16> visited;
@@ -163,7 +181,7 @@ bool SelFollower::walk(u16 id, FollowStep &step, bool guessed)
     bool news = false; // a new record read: one seen before after it can only be a loop
     unsigned skipped = 0;
     for (bool first = true; id != kLastSelRecord; first = false) {
-        const Read read = entry(id, step);
+        const Read read = entry(id, step, !guessed && id != kFirstSelRecord);
         const bool seen = read.what == Read::Record && seen_.contains(read.record.entry);
         if (read.what == Read::Silent || read.what == Read::Absent || (guessed && seen)) {
             return !(first && guessed);

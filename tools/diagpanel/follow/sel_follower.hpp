@@ -73,7 +73,7 @@ class SelFollower
         enum { Record, Unreadable, Absent, Silent } what;
         SelRecord record{};
     };
-    Read entry(u16 id, FollowStep &step);
+    Read entry(u16 id, FollowStep &step, bool named = false); // named: by a record's next ID
     bool walk(u16 id, FollowStep &step, bool guessed = false);
     void loop(u16 from, u16 to, FollowStep &step);
     bool lastStillThere(FollowStep &step);
@@ -85,7 +85,9 @@ class SelFollower
     std::optional<SelInfo> known_;
     std::optional<u16> lastId_; // the last record read, and its bytes
     SelEntry lastBytes_{};
-    std::optional<u16> skippedTo_; // unreadable records passed after it: go on after them
+    std::optional<u16> skippedTo_;  // unreadable records passed after it: go on after them
+    std::optional<u16> unanswered_; // the record whose read lost the session, so many times
+    unsigned silences_ = 0;         // in a row
     std::set<SelEntry> seen_;
     u16 reservation_ = 0;
     bool overflowSaid_ = false;
