@@ -29,7 +29,7 @@ bool PanelModel::apply(const nlohmann::json &line)
     if (!line.is_object() || !line.contains("kind") || !line["kind"].is_string()) {
         return false;
     }
-    const std::string &kind = line["kind"].get_ref<const std::string &>();
+    const auto &kind = line["kind"].get_ref<const std::string &>();
     if (kind == "fault") {
         if (!line.contains("fault_type") || !line["fault_type"].is_number_integer() ||
             !line.contains("index") || !line["index"].is_string() || !line.contains("change")) {
@@ -55,6 +55,14 @@ bool PanelModel::apply(const nlohmann::json &line)
         ++inputs_;
     }
     return true;
+}
+
+void PanelModel::reset()
+{
+    faults_.clear();
+    code_ = nullptr;
+    warnings_ = 0;
+    inputs_ = 0;
 }
 
 nlohmann::json PanelModel::faults() const

@@ -15,9 +15,13 @@ namespace diagpanel {
 class PanelModel
 {
   public:
+    PanelModel() noexcept(false) = default;  // a JSON value is not made without throwing
+    PanelModel(const PanelModel &) = delete; // one a BMC, where its worker's lines arrive
+    PanelModel &operator=(const PanelModel &) = delete;
+
     // One line of the worker's timeline; false when it is not one (then nothing changed).
     bool apply(const nlohmann::json &line);
-    void reset() { *this = PanelModel{}; }
+    void reset();
 
     // The fault table as a summary line gives it (fields of a fault line but `change`), ordered
     // by fault type and index.
@@ -28,7 +32,7 @@ class PanelModel
 
   private:
     std::map<std::pair<int, std::string>, nlohmann::json> faults_;
-    nlohmann::json code_;
+    nlohmann::json code_ = nullptr;
     unsigned long warnings_ = 0;
     unsigned long inputs_ = 0;
 };

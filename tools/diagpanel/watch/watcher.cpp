@@ -113,7 +113,7 @@ struct Panel {
 class Watcher
 {
   public:
-    explicit Watcher(const WatchOptions &options) : options_(options) {}
+    explicit Watcher(WatchOptions options) : options_(std::move(options)) {}
     ~Watcher();
     int run();
 
@@ -123,9 +123,9 @@ class Watcher
     void letGo(const std::string &name);
     void addWaiting();
     void serve(Panel &panel, short events, Clock::time_point now);
-    void startWorker(Panel &panel, Clock::time_point now);
+    void startWorker(Panel &panel, Clock::time_point now) const;
     void workerEnded(Panel &panel, Clock::time_point now);
-    void take(Panel &panel, const std::string &line);
+    void take(Panel &panel, const std::string &text);
     void writeStatus(Panel &panel, Clock::time_point now);
 
     WatchOptions options_;
@@ -252,7 +252,7 @@ void Watcher::addWaiting()
     });
 }
 
-void Watcher::startWorker(Panel &panel, Clock::time_point now)
+void Watcher::startWorker(Panel &panel, Clock::time_point now) const
 {
     const std::optional<std::string> first = panel.bmc->workerStart();
     if (!first) {
@@ -419,7 +419,7 @@ int Watcher::run()
         const Clock::time_point now = Clock::now();
         std::map<Panel *, short> ready;
         for (std::size_t i = 1; i < fds.size(); ++i) {
-            ready[served[i]] |= fds[i].revents;
+            ready[served[i]] = static_cast<short>(ready[served[i]] | fds[i].revents);
         }
         for (auto &[name, panel] : panels_) {
             serve(*panel, ready[panel.get()], now);
