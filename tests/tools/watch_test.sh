@@ -12,7 +12,7 @@ work=$(mktemp -d)
 sims=()
 watchers=()
 trap 'kill "${watchers[@]}" "${sims[@]}" 2>/dev/null; wait 2>/dev/null; rm -rf "$work"' EXIT
-fail() { echo "FAILED: $*"; tail -n 30 "$work"/*.err; exit 1; }
+fail() { echo "FAILED: $*"; tail -n 30 "$work"/*.err; head -n 40 "$work/metrics" 2>/dev/null; exit 1; }
 # shellcheck source=host/support/ipmi_sim.sh
 . "$(dirname "$0")/../../host/support/ipmi_sim.sh"
 
@@ -52,7 +52,7 @@ EOF
 targets() { jq -n --arg a "$(name a)" --arg b "$(name b)" --arg c "$(name c)" "[{targets: [$1], labels: {rack: \"r1\"}}, {targets: [\$c], labels: {module: \"stale\"}}]" >"$work/targets.json"; }
 config 0.2
 targets '$a, $b'
-run() { timeout 300 "$tool" watch --config "$work/config.yml" --state-dir "$work/$1" "${@:2}" 2>"$work/$1.err" & watchers+=($!); }
+run() { timeout 300 "$tool" watch --config "$work/config.yml" --state-dir "$work/$1" --listen 127.0.0.1:0 "${@:2}" 2>"$work/$1.err" & watchers+=($!); }
 watcher() { pgrep -P "${watchers[$1]}" -x diagpanel; } # the watcher itself, under timeout
 
 # Waits up to 30 s for the jq test $3 to hold of BMC $2's panel.json in state dir $1.
@@ -78,6 +78,15 @@ waitPanel s a '.state == "following" and .records == 2 and (.faults | length) ==
 waitPanel s b '.state == "following" and .records == 1 and .faults[0].type == "power supply"'
 waitPanel s c '.state == "wrong_password" and .records == 0'
 sameAsReplay s
+
+# The same panels as Prometheus metrics (checked by promtool when there is one).
+port=$(sed -n 's|.*metrics on http://127.0.0.1:\([0-9]*\)/metrics.*|\1|p' "$work/s.err")
+curl -sf "http://127.0.0.1:$port/metrics" >"$work/metrics" || fail "no metrics at port '$port'"
+grep -q "^diagpanel_fault_active{bmc=\"$(name a)\",board=\"0x01030103\",type=\"1\",index=\"B3\",mask=\"0x00000002\",level=\"3\",fault=\"memory B3\"} 1$" "$work/metrics" || fail "a's memory fault not a metric"
+[ "$(grep -c "^diagpanel_fault_active{" "$work/metrics")" = 3 ] || fail "not 3 active faults"
+grep -q "^diagpanel_bmc_state{bmc=\"$(name c)\",state=\"wrong_password\"} 1$" "$work/metrics" || fail "c's state not a metric"
+grep -q "^diagpanel_bmc_up{bmc=\"$(name a)\",board=\"0x01030103\",rack=\"r1\"} 1$" "$work/metrics" || fail "a not up"
+if command -v promtool >/dev/null; then promtool check metrics <"$work/metrics" || fail "promtool"; fi
 
 # A record on one BMC shows in its panel within a poll, and in no other.
 addRecord b "$psuGone"

@@ -82,9 +82,11 @@ if(NOT CMAKE_CROSSCOMPILING)
   # The watcher: a pool of IPMI sessions, the state store, and a panel worker a BMC.
   add_library(diagpanel_watcher STATIC ${watch}/watcher.cpp ${watch}/watched_bmc.cpp
     ${watch}/step_pool.cpp ${watch}/panel_link.cpp ${watch}/panel_model.cpp
-    ${watch}/panel_worker.cpp)
+    ${watch}/panel_worker.cpp ${watch}/fleet_metrics.cpp)
   find_package(Threads REQUIRED)
-  target_link_libraries(diagpanel_watcher PUBLIC diagpanel_watch diagpanel_state Threads::Threads)
+  find_package(prometheus-cpp CONFIG REQUIRED)
+  target_link_libraries(diagpanel_watcher PUBLIC diagpanel_watch diagpanel_state Threads::Threads
+    prometheus-cpp::pull)
   target_compile_options(diagpanel_watcher PRIVATE ${DIAGPANEL_WARNINGS})
 endif()
 

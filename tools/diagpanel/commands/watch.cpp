@@ -77,6 +77,9 @@ Command watchCommand(CLI::App &parent)
                     "where each BMC's records and panel are kept")
         ->required();
     app->add_option("--shard", args->shard, "follow only shard I of N of the targets: I/N");
+    app->add_option("--listen", args->watch.listen,
+                    "serve Prometheus metrics at http://ADDR:PORT/metrics (default "
+                    "127.0.0.1:9780; port 0: any free one, said at the start)");
     app->add_option("--events", args->watch.events,
                     "every BMC's timeline as JSON Lines into this file ('-': standard output)");
     return {app, [args] {

@@ -10,9 +10,11 @@
 #include <unistd.h>
 
 #include <nlohmann/json.hpp>
+#include <prometheus/exposer.h>
 
 #include "tools/diagpanel/exit_codes.hpp"
 #include "tools/diagpanel/timeline.hpp"
+#include "tools/diagpanel/watch/fleet_metrics.hpp"
 #include "tools/diagpanel/watch/panel_link.hpp"
 #include "tools/diagpanel/watch/panel_model.hpp"
 #include "tools/diagpanel/watch/panel_worker.hpp"
@@ -127,6 +129,7 @@ class Watcher
     void workerEnded(Panel &panel, Clock::time_point now);
     void take(Panel &panel, const std::string &text);
     void writeStatus(Panel &panel, Clock::time_point now);
+    bool serveMetrics();
 
     WatchOptions options_;
     std::map<std::string, Password> passwords_; // by module
@@ -135,6 +138,8 @@ class Watcher
     std::map<std::string, std::weak_ptr<WatchedBmc>> leaving_; // let go, maybe mid-step still
     std::vector<Target> waiting_; // to follow once the BMC's last run has let go of its state
     std::optional<StepPool> pool_;
+    std::shared_ptr<FleetMetrics> metrics_ = std::make_shared<FleetMetrics>();
+    std::optional<prometheus::Exposer> exposer_;
     int wakeRead_ = -1;
     int events_ = -1;
     bool ownEvents_ = false;
@@ -143,6 +148,7 @@ class Watcher
 
 Watcher::~Watcher()
 {
+    exposer_.reset();
     pool_.reset(); // no step runs on: the workers can be ended
     for (auto &[name, panel] : panels_) {
         panel->link.closeInput();
@@ -232,6 +238,7 @@ void Watcher::letGo(const std::string &name)
     }
     Panel &panel = *found->second;
     panel.bmc->retire();
+    metrics_->remove(name);
     leaving_[name] = panel.bmc;
     panel.link.stop();
     panels_.erase(found);
@@ -362,9 +369,28 @@ void Watcher::writeStatus(Panel &panel, Clock::time_point now)
     }
     writeFileAtomically(panel.bmc->statePath() + "/" + kStatusFile,
                         j.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + '\n');
+    metrics_->update(target.name, {hex32(target.board), target.labels, status,
+                                   panel.model.warnings(), activeFaults(j["faults"])});
     panel.changed = false;
     panel.written = status;
     panel.writtenAt = now;
+}
+
+// /metrics on the address asked for, collected from the BMCs' views at each scrape.
+bool Watcher::serveMetrics()
+{
+    try {
+        exposer_.emplace(options_.listen, 1);
+    } catch (const std::exception &e) {
+        say("cannot listen on " + options_.listen + ": " + e.what());
+        return false;
+    }
+    exposer_->RegisterCollectable(metrics_);
+    const std::vector<int> ports = exposer_->GetListeningPorts();
+    const std::string host = options_.listen.substr(0, options_.listen.rfind(':'));
+    say("metrics on http://" + host + ":" + (ports.empty() ? "?" : std::to_string(ports[0])) +
+        "/metrics, without TLS or authentication");
+    return true;
 }
 
 int Watcher::run()
@@ -388,7 +414,7 @@ int Watcher::run()
         ownEvents_ = true;
     }
     pool_.emplace(kPoolThreads, wake);
-    if (!load(true)) {
+    if (!load(true) || !serveMetrics()) {
         return kExitUsage;
     }
     say("following " + std::to_string(inventory_.targets.size()) + " BMCs" +

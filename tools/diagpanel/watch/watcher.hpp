@@ -2,7 +2,8 @@
 // diagpanel watch: the panels of a fleet of BMCs from one process. Every BMC of the inventory (of
 // this watcher's shard) is followed by a pool of IPMI sessions, its records kept under the state
 // dir, and shown by the real library in a panel worker of its own; what each panel holds is
-// written to DIR/<BMC>/panel.json, and the timelines, with --events, as JSON Lines.
+// written to DIR/<BMC>/panel.json and served as Prometheus metrics, and the timelines, with
+// --events, written as JSON Lines.
 #pragma once
 
 #include <string>
@@ -16,8 +17,9 @@ struct WatchOptions {
     Config config;
     std::string stateDir;
     Shard shard;
-    std::string events;  // "-": standard output; empty: none
-    std::string program; // this program, which the panel workers run as
+    std::string events;                    // "-": standard output; empty: none
+    std::string listen = "127.0.0.1:9780"; // where /metrics is served; port 0: any free one
+    std::string program;                   // this program, which the panel workers run as
 };
 
 // Runs until SIGINT or SIGTERM; re-reads the inventory on SIGHUP and when its files change.
