@@ -3,11 +3,11 @@
 # diagpanel watch over three simulated BMCs (OpenIPMI's ipmi_sim, each on its own free port of
 # 127.0.0.1, stopped by process id whatever happens), two of them followed, one refusing our
 # password. Every wait is bounded.
-#   watch_test.sh TOOL          exit 77 (skipped) without ipmi_sim, ipmitool or jq
+#   watch_test.sh TOOL          exit 77 (skipped) without ipmi_sim, ipmitool, jq, curl or promtool
 # shellcheck disable=SC2016 # the target lists are jq's: its $a, $b, $c expand there
 set -u
 tool=$1
-if ! command -v ipmi_sim >/dev/null || ! command -v ipmitool >/dev/null || ! command -v jq >/dev/null; then echo "no ipmi_sim/ipmitool/jq"; exit 77; fi
+for needed in ipmi_sim ipmitool jq curl promtool; do command -v $needed >/dev/null || { echo "no $needed"; exit 77; }; done
 work=$(mktemp -d)
 sims=()
 watchers=()
@@ -79,14 +79,14 @@ waitPanel s b '.state == "following" and .records == 1 and .faults[0].type == "p
 waitPanel s c '.state == "wrong_password" and .records == 0'
 sameAsReplay s
 
-# The same panels as Prometheus metrics (checked by promtool when there is one).
+# The same panels as Prometheus metrics, as promtool's lint wants them.
 port=$(sed -n 's|.*metrics on http://127.0.0.1:\([0-9]*\)/metrics.*|\1|p' "$work/s.err")
 curl -sf "http://127.0.0.1:$port/metrics" >"$work/metrics" || fail "no metrics at port '$port'"
 grep -q "^diagpanel_fault_active{bmc=\"$(name a)\",board=\"0x01030103\",type=\"1\",index=\"B3\",mask=\"0x00000002\",level=\"3\",fault=\"memory B3\"} 1$" "$work/metrics" || fail "a's memory fault not a metric"
 [ "$(grep -c "^diagpanel_fault_active{" "$work/metrics")" = 3 ] || fail "not 3 active faults"
 grep -q "^diagpanel_bmc_state{bmc=\"$(name c)\",state=\"wrong_password\"} 1$" "$work/metrics" || fail "c's state not a metric"
 grep -q "^diagpanel_bmc_up{bmc=\"$(name a)\",board=\"0x01030103\",rack=\"r1\"} 1$" "$work/metrics" || fail "a not up"
-if command -v promtool >/dev/null; then promtool check metrics <"$work/metrics" || fail "promtool"; fi
+promtool check metrics <"$work/metrics" >"$work/promtool" 2>&1 || fail "promtool: $(cat "$work/promtool")"
 
 # A record on one BMC shows in its panel within a poll, and in no other.
 addRecord b "$psuGone"
