@@ -6,11 +6,6 @@
 #include "tests/support/alloc_failure.hpp"
 #include "translate/boards.hpp"
 
-static bool operator==(const DIAG_PANEL_MSG_S &a, const DIAG_PANEL_MSG_S &b)
-{
-    return memcmp(&a, &b, sizeof a) == 0; // every byte: the reserved ones stay 0
-}
-
 namespace test {
 
 void TranslatorTest::SetUp()
