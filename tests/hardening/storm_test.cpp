@@ -164,18 +164,6 @@ class StormTest : public testing::Test
     static void SetUpTestSuite() { test::startWithFamilies(); }
 };
 
-// One record of each family through the real pipe, the platform answering the queries.
-TEST_F(StormTest, EveryFamilyLeavesItsEntries)
-{
-    for (const test::FamilyRecord &f : test::familyRecords()) {
-        DIAG_PANEL_LockFreeAllHashList();
-        ASSERT_EQ(test::postSel(f.record, f.severity), 0);
-        ASSERT_TRUE(test::drainIntake());
-        EXPECT_EQ(test::entriesText(test::tableSnapshot()), f.leaves) << f.name;
-    }
-    DIAG_PANEL_LockFreeAllHashList();
-}
-
 TEST_F(StormTest, EveryFrameOfEveryProducerArrivesOnceAndIsCounted)
 {
     const std::vector<Kind> all = kinds();
