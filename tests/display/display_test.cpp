@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <dirent.h>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <thread>
@@ -238,33 +238,20 @@ TEST_F(DisplayTest, EventsAreLoggedAndCheckedBeforeTheyAct)
     play("+0.01  END END  0.01  progress:99  p99");
 }
 
-// The display thread's task id, found by its name.
-std::string displayTask()
-{
-    std::string found;
-    if (DIR *tasks = opendir("/proc/self/task")) {
-        while (const dirent *entry = readdir(tasks)) {
-            std::ifstream comm(std::string("/proc/self/task/") + entry->d_name + "/comm");
-            std::string name;
-            if (std::getline(comm, name) && name.rfind("DIAG_PANEL_Disp", 0) == 0) {
-                found = entry->d_name;
-            }
-        }
-        closedir(tasks);
-    }
-    return found;
-}
-
-// Waits until the display thread blocks (on a mutex the test holds).
-bool waitBlocked(const std::string &task)
+// Waits until the display thread, found by its name, blocks (on a mutex the test holds).
+bool displayThreadBlocks()
 {
     for (int i = 0; i < 5000; ++i) {
-        std::ifstream stat("/proc/self/task/" + task + "/stat");
-        std::string line;
-        std::getline(stat, line);
-        const size_t close = line.rfind(')');
-        if (close != std::string::npos && close + 2 < line.size() && line[close + 2] == 'S') {
-            return true;
+        for (const auto &task : std::filesystem::directory_iterator("/proc/self/task")) {
+            std::ifstream comm(task.path() / "comm"), stat(task.path() / "stat");
+            std::string name, line;
+            std::getline(comm, name);
+            std::getline(stat, line);
+            const size_t close = line.rfind(')'); // the state follows the name in brackets
+            if (name.starts_with("DIAG_PANEL_Disp") && close != std::string::npos &&
+                close + 2 < line.size() && line[close + 2] == 'S') {
+                return true;
+            }
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
@@ -282,12 +269,10 @@ TEST_F(DisplayTest, DiagnosticModeOwnsThePanel)
     EXPECT_EQ(stepWithSleep(), std::make_pair(fault(2, 0x61), 4u)) << "stepping again";
 
     // Switched on during a step: that step skips its write but still sleeps four seconds.
-    const std::string task = displayTask();
-    ASSERT_FALSE(task.empty());
     pthread_mutex_lock(&g_DisplayMutex);
     ASSERT_TRUE(vclock::release());
     ASSERT_TRUE(vclock::waitResumed());
-    ASSERT_TRUE(waitBlocked(task));
+    ASSERT_TRUE(displayThreadBlocks());
     const test::PanelCursor panel;
     setDiagMode(1);
     pthread_mutex_unlock(&g_DisplayMutex);
