@@ -13,10 +13,7 @@
 
 namespace {
 
-constexpr u32 progressCode(u8 bcd)
-{
-    return 0x40400000u | u32{bcd} << 3;
-}
+constexpr auto progressCode = [](u8 bcd) { return 0x40400000u | u32{bcd} << 3; };
 
 class DispatchTest : public testing::Test
 {
