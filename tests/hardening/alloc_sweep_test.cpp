@@ -86,14 +86,6 @@ struct Scenario {
     const char *leaves = nullptr;   // a SEL record's entries in an empty table (FamilyRecord's)
 };
 
-// The line the translator's array of messages logs when its allocation fails.
-std::string messagesSite(u8 messages)
-{
-    char text[64];
-    snprintf(text, sizeof text, "Failed to alloc memory of hash node: %#x", 20u * messages);
-    return text;
-}
-
 std::vector<Scenario> scenarios()
 {
     DIAG_PANEL_MSG_S first = test::message(DIAG_PANEL_FAULT_DISK, 3, 2 << 2, 0x1);
@@ -114,20 +106,15 @@ std::vector<Scenario> scenarios()
     };
     // A SEL record through the pipe: its frame, the translator's messages, the table's entries.
     for (const test::FamilyRecord &f : test::familyRecords()) {
-        std::vector<std::string> sites{kSelFrame, messagesSite(f.messages)};
+        char messages[64]; // the translator's array of messages
+        snprintf(messages, sizeof messages, "Failed to alloc memory of hash node: %#x",
+                 20u * f.messages);
+        std::vector<std::string> sites{kSelFrame, messages};
         sites.insert(sites.end(), f.entries, kEntry);
         all.push_back(
             {f.name, [&f] { ASSERT_EQ(test::postSel(f.record, f.severity), 0); }, sites, f.leaves});
     }
     return all;
-}
-
-bool logged(const test::LogCursor &log, const std::string &text)
-{
-    const auto texts = log.texts();
-    return std::ranges::count_if(texts, [&](const std::string &line) {
-               return host::withoutUnitPrefix(line) == text;
-           }) == 1;
 }
 
 // What a scenario leaves: the table's entries and the display's state.
@@ -197,7 +184,11 @@ TEST_F(AllocationSweep, EveryAllocationOfEveryScenarioFailsCleanly)
                 s.run();
                 ASSERT_TRUE(test::drainIntake());
                 ASSERT_TRUE(failure.fired());
-                EXPECT_TRUE(logged(log, s.sites[n - 1])) << testing::PrintToString(log.texts());
+                const auto site = [&](const std::string &line) {
+                    return host::withoutUnitPrefix(line) == s.sites[n - 1];
+                };
+                EXPECT_EQ(std::ranges::count_if(log.texts(), site), 1)
+                    << testing::PrintToString(log.texts());
                 fresh();
                 EXPECT_TRUE(test::liveSettleAt(live, &failure)) << "leaked";
             }
