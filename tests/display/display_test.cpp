@@ -3,6 +3,7 @@
 // run exactly one step, and reads the panel code that step wrote.
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -90,15 +91,12 @@ class DisplayTest : public testing::Test
             const auto hex = [&](size_t from) {
                 return static_cast<u8>(std::stoul(w.substr(from), nullptr, 16));
             };
-            const auto entry = [&](size_t from, u8 *level) {
-                const size_t dot = w.find('.'), slash = w.find('/');
-                *level = slash == std::string::npos ? 2 : static_cast<u8>(w[slash + 1] - '0');
-                return std::pair{static_cast<u16>(std::stoul(w.substr(from, dot - from))),
-                                 static_cast<u8>(std::stoul(w.substr(dot + 1, 2), nullptr, 16))};
-            };
-            u8 level = 2;
+            // An entry: "type.index", its index in hex, or "type.index/level"; + and - before it.
+            u16 type = 0;
+            u8 index = 0, level = 2;
+            std::sscanf(w.c_str() + (w[0] == '+' || w[0] == '-'), "%hu.%hhx/%hhu", &type, &index,
+                        &level);
             if (w[0] == '+' || w[0] == '-') {
-                const auto [type, index] = entry(1, &level);
                 const u32 mask = w[0] == '-' ? 0 : level == 2 ? 1 : 4;
                 const u8 levelInfo = w[0] == '-' ? 0 : host::levelInfo(type, level);
                 DIAG_PANEL_MSG_S msg = test::message(type, index, levelInfo, mask);
@@ -132,7 +130,6 @@ class DisplayTest : public testing::Test
                     // POST progress or error: its two digits at 3, the POST type bit, a kind bit
                     EXPECT_EQ(code, (w[0] == 'p' ? 0x40400000u : 0x80400000u) | u32{hex(1)} << 3);
                 } else {
-                    const auto [type, index] = entry(0, &level);
                     EXPECT_EQ(code, fault(type, index, level));
                 }
             }
