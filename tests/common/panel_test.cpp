@@ -130,17 +130,15 @@ TEST_F(PanelTest, StartUpRefusedByThePanelStartsNothing)
 
 TEST_F(PanelTest, StartUpLogsTheVersionAndStartsEveryPart)
 {
-    struct Row {
-        u32 version;
-        const char *line;
-    };
-    for (const Row &r : {Row{0x00A01234, "Remote Diagnostic Panel version: 0xa01234"},
-                         Row{0, "Remote Diagnostic Panel version: 0"}}) {
-        HOST_PanelSetVersion(r.version);
+    const std::pair<u32, const char *> logged[] = {
+        {0x00A01234, "Remote Diagnostic Panel version: 0xa01234"},
+        {0, "Remote Diagnostic Panel version: 0"}};
+    for (const auto &[version, line] : logged) {
+        HOST_PanelSetVersion(version);
         const test::LogCursor log;
         EXPECT_EQ(DIAG_PANEL_init(0x5A), 0);
         ASSERT_FALSE(log.lines().empty());
-        EXPECT_EQ(log.lines()[0], (test::LogLine{6, "DiagnosticPanel_core", r.line}));
+        EXPECT_EQ(log.lines()[0], (test::LogLine{6, "DiagnosticPanel_core", line}));
         EXPECT_TRUE(test::drainIntake());
         DIAG_PANEL_MSG_S msg = test::message(2, 1, 1 << 2, 1);
         EXPECT_EQ(DIAG_PANEL_ProcessNewMsg(&msg), 0) << "the fault table exists";

@@ -68,19 +68,17 @@ u32 HostileFrames::next_ = 0xE000;
 
 TEST_F(HostileFrames, LengthsBeyondTheBoundAllocateNothing)
 {
-    struct Row {
-        u32 length;
-        const char *line;
-    };
-    for (const Row &r : {Row{0xFF1, "Failed to malloc memory: len=0x1001"}, // one byte too many
-                         Row{0xFFFFFFF0, "Failed to malloc memory: len=0"},
-                         Row{0x7FFFFFFF, "Failed to malloc memory: len=0x8000000f"},
-                         Row{0x00100000, "Failed to malloc memory: len=0x100010"}}) {
-        SCOPED_TRACE(r.line);
+    const std::pair<u32, const char *> logged[] = {
+        {0xFF1, "Failed to malloc memory: len=0x1001"}, // one byte too many
+        {0xFFFFFFF0, "Failed to malloc memory: len=0"},
+        {0x7FFFFFFF, "Failed to malloc memory: len=0x8000000f"},
+        {0x00100000, "Failed to malloc memory: len=0x100010"}};
+    for (const auto &[length, line] : logged) {
+        SCOPED_TRACE(line);
         const unsigned long before = test::allocationCount();
         const long live = test::quietAllocations();
-        EXPECT_EQ(feed(frameBytes(DIAG_PANEL_MSG_TYPE_SEL, Bytes(64, 0xAB), r.length)),
-                  std::vector<std::string>{r.line});
+        EXPECT_EQ(feed(frameBytes(DIAG_PANEL_MSG_TYPE_SEL, Bytes(64, 0xAB), length)),
+                  std::vector<std::string>{line});
         EXPECT_EQ(test::allocationCount() - before, 1u) << "the last marker's frame alone";
         EXPECT_TRUE(test::liveSettleAt(live));
     }
