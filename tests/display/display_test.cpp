@@ -250,8 +250,7 @@ bool displayThreadBlocks()
 
 TEST_F(DisplayTest, DiagnosticModeOwnsThePanel)
 {
-    play("+2.61");
-    EXPECT_EQ(step(), fault(2, 0x61));
+    play("+2.61  2.61");
     setDiagMode(1); // seen at the top of the loop: no step, a one-second pause
     EXPECT_EQ(stepWithSleep(), std::make_pair(kNoWrite, 1u));
     EXPECT_EQ(stepWithSleep(), std::make_pair(kNoWrite, 1u));
