@@ -185,9 +185,7 @@ TEST_F(DisplayTest, ATableThatIsGoneFailsTheStepAndRetriesEverySecond)
     play("+4.01  4.01");
     DIAG_PANEL_LockFreeHashTable();
     const test::LogCursor log;
-    const auto [code, seconds] = stepWithSleep();
-    EXPECT_EQ(code, kNoWrite);
-    EXPECT_EQ(seconds, 1u);
+    EXPECT_EQ(stepWithSleep(), std::make_pair(kNoWrite, 1u)) << "no write, a one-second retry";
     const auto lines = log.lines();
     ASSERT_EQ(lines.size(), 2u);
     EXPECT_EQ(lines[0].level, 2u);
