@@ -144,9 +144,7 @@ TEST_F(TranslatorTest, PostCodeRecords)
         {"BIOS/POST timer use", 0, watchdog(0xC0, 0x02), 9, {}, {}, nullptr, Lines{}},
     });
     EXPECT_EQ(told(), -1);
-    expectRows(DIAG_PANEL_TRANS_PostFault, {
-        {"FRB2, interrupt type 2", 0, watchdog(0xC0, 0x21), 1, post(0xB2), {}, nullptr, read},
-    });
+    expectRows(DIAG_PANEL_TRANS_PostFault, {{"FRB2, interrupt type 2", 0, watchdog(0xC0, 0x21), 1, post(0xB2), {}, nullptr, read}});
     EXPECT_EQ(told(), 0xB2);
     for (const int failure : {0, -5}) { // unreadable: code FFh
         HOST_PostSetCodes(nullptr, failure);
