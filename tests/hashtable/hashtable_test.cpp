@@ -30,14 +30,6 @@ std::vector<Logged> tableLog(const test::LogCursor &cursor)
     return out;
 }
 
-// A number as printf's %#x writes it: 0 bare, others with 0x.
-std::string hex(u32 value)
-{
-    char text[16];
-    snprintf(text, sizeof text, "%#x", value);
-    return text;
-}
-
 // The rules, written from their description and nothing else.
 class Model
 {
@@ -144,8 +136,10 @@ class Model
                 }
             }
             if (e.uiFaultMask != 0) {
-                log.push_back({7, "Now fault mask is " + hex(e.uiFaultMask) + " of type " +
-                                      hex(m.usFaultType % 12u)});
+                char text[64]; // %#x: 0 bare, others with 0x
+                snprintf(text, sizeof text, "Now fault mask is %#x of type %#x", e.uiFaultMask,
+                         m.usFaultType % 12u);
+                log.push_back({7, text});
                 return 0;
             }
             bucket.erase(it);
