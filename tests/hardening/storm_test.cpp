@@ -146,12 +146,6 @@ int post(const Kind &kind, u32 producer, u32 seq)
     return test::postFrame(kind.msgType, body, kind.severity);
 }
 
-u32 framesPerProducer()
-{
-    const char *env = getenv("DIAGPANEL_STORM_FRAMES");
-    return env != nullptr ? static_cast<u32>(strtoul(env, nullptr, 10)) : 2500;
-}
-
 // The kind of producer p's frame n: every kind, mixed differently per producer.
 size_t kindOf(u32 p, u32 n, size_t kindCount)
 {
@@ -167,7 +161,8 @@ class StormTest : public testing::Test
 TEST_F(StormTest, EveryFrameOfEveryProducerArrivesOnceAndIsCounted)
 {
     const std::vector<Kind> all = kinds();
-    const u32 frames = framesPerProducer();
+    const char *env = getenv("DIAGPANEL_STORM_FRAMES");
+    const u32 frames = env != nullptr ? static_cast<u32>(strtoul(env, nullptr, 10)) : 2500;
     resetTally(frames);
     std::atomic<bool> producing{true};
     std::atomic<u64> refused{0};
