@@ -9,16 +9,6 @@
 
 namespace {
 
-DIAG_PANEL_CMD_S writeCommand(u8 levelInfo, u8 index, u16 type)
-{
-    DIAG_PANEL_CMD_S cmd{};
-    cmd.ucCmd = DIAG_PANEL_CMD_WRITE;
-    cmd.ucLevelInfo = levelInfo;
-    cmd.ucIndex = index;
-    cmd.usFaultType = type;
-    return cmd;
-}
-
 std::vector<test::LogLine> coreLines(u32 level, std::initializer_list<const char *> texts)
 {
     std::vector<test::LogLine> out;
@@ -55,7 +45,7 @@ TEST_F(PanelTest, EncodesHeadsAsTheDocumentedCodes)
     for (const Row &r : rows) {
         SCOPED_TRACE(testing::Message() << "type " << r.type << " index " << +r.index);
         const test::PanelCursor panel;
-        DIAG_PANEL_CMD_S cmd = writeCommand(r.levelInfo, r.index, r.type);
+        DIAG_PANEL_CMD_S cmd{DIAG_PANEL_CMD_WRITE, {}, r.levelInfo, r.index, r.type, 0};
         EXPECT_EQ(DIAG_PANEL_CORE_commonIfc(&cmd), 0);
         EXPECT_EQ(DIAG_PANEL_CORE_commonIfc_ex(&cmd), 0);
         EXPECT_EQ(panel.codes(), (std::vector<u32>{r.oneHot, r.numeric}));
@@ -70,8 +60,7 @@ TEST_F(PanelTest, CommandsReportRefusalsAndBadArguments)
     test::LogCursor log;
     EXPECT_EQ(DIAG_PANEL_CORE_commonIfc(nullptr), -1);
     EXPECT_EQ(DIAG_PANEL_CORE_commonIfc_ex(nullptr), -1);
-    DIAG_PANEL_CMD_S unknown = writeCommand(0, 0, 0);
-    unknown.ucCmd = 2;
+    DIAG_PANEL_CMD_S unknown{2, {}, 0, 0, 0, 0};
     const test::PanelCursor panel;
     EXPECT_EQ(DIAG_PANEL_CORE_commonIfc(&unknown), -1);
     EXPECT_TRUE(panel.codes().empty()) << "an unknown command never reaches the driver";
@@ -80,10 +69,8 @@ TEST_F(PanelTest, CommandsReportRefusalsAndBadArguments)
 
     HOST_PanelRefuse(1, 1);
     log = test::LogCursor();
-    DIAG_PANEL_CMD_S write = writeCommand(0x0C, 1, 1);
-    DIAG_PANEL_CMD_S read{};
-    read.ucCmd = DIAG_PANEL_CMD_READ;
-    read.uiVersion = 0x55;
+    DIAG_PANEL_CMD_S write{DIAG_PANEL_CMD_WRITE, {}, 0x0C, 1, 1, 0};
+    DIAG_PANEL_CMD_S read{DIAG_PANEL_CMD_READ, {}, 0, 0, 0, 0x55};
     EXPECT_EQ(DIAG_PANEL_CORE_commonIfc(&write), -1);
     EXPECT_EQ(DIAG_PANEL_CORE_commonIfc_ex(&read), -1);
     EXPECT_EQ(read.uiVersion, 0x55u) << "a failed read leaves the word alone";
@@ -143,17 +130,15 @@ TEST_F(PanelTest, StartUpRefusedByThePanelStartsNothing)
 
 TEST_F(PanelTest, StartUpLogsTheVersionAndStartsEveryPart)
 {
-    struct Row {
-        u32 version;
-        const char *line;
-    };
-    for (const Row &r : {Row{0x00A01234, "Remote Diagnostic Panel version: 0xa01234"},
-                         Row{0, "Remote Diagnostic Panel version: 0"}}) {
-        HOST_PanelSetVersion(r.version);
+    const std::pair<u32, const char *> logged[] = {
+        {0x00A01234, "Remote Diagnostic Panel version: 0xa01234"},
+        {0, "Remote Diagnostic Panel version: 0"}};
+    for (const auto &[version, line] : logged) {
+        HOST_PanelSetVersion(version);
         const test::LogCursor log;
         EXPECT_EQ(DIAG_PANEL_init(0x5A), 0);
         ASSERT_FALSE(log.lines().empty());
-        EXPECT_EQ(log.lines()[0], (test::LogLine{6, "DiagnosticPanel_core", r.line}));
+        EXPECT_EQ(log.lines()[0], (test::LogLine{6, "DiagnosticPanel_core", line}));
         EXPECT_TRUE(test::drainIntake());
         DIAG_PANEL_MSG_S msg = test::message(2, 1, 1 << 2, 1);
         EXPECT_EQ(DIAG_PANEL_ProcessNewMsg(&msg), 0) << "the fault table exists";

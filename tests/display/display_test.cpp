@@ -3,8 +3,9 @@
 // run exactly one step, and reads the panel code that step wrote.
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstring>
-#include <dirent.h>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <thread>
@@ -21,14 +22,6 @@ constexpr u32 kNothing = 0x00004000;
 constexpr u32 kPostEnd = 0x404004C8;
 constexpr u32 kNoWrite = 0xFFFFFFFF;
 
-constexpr u32 progress(u8 percent)
-{
-    return 0x40400000u | u32{percent} << 3;
-}
-constexpr u32 postError(u8 code)
-{
-    return 0x80400000u | u32{code} << 3;
-}
 // A fault entry's code: its level (bits 2-4 of ucLevelInfo) at 11, index at 3, type bit at 14.
 constexpr u32 fault(u16 type, u8 index, u8 level = 2)
 {
@@ -98,15 +91,12 @@ class DisplayTest : public testing::Test
             const auto hex = [&](size_t from) {
                 return static_cast<u8>(std::stoul(w.substr(from), nullptr, 16));
             };
-            const auto entry = [&](size_t from, u8 *level) {
-                const size_t dot = w.find('.'), slash = w.find('/');
-                *level = slash == std::string::npos ? 2 : static_cast<u8>(w[slash + 1] - '0');
-                return std::pair{static_cast<u16>(std::stoul(w.substr(from, dot - from))),
-                                 static_cast<u8>(std::stoul(w.substr(dot + 1, 2), nullptr, 16))};
-            };
-            u8 level = 2;
+            // An entry: "type.index", its index in hex, or "type.index/level"; + and - before it.
+            u16 type = 0;
+            u8 index = 0, level = 2;
+            std::sscanf(w.c_str() + (w[0] == '+' || w[0] == '-'), "%hu.%hhx/%hhu", &type, &index,
+                        &level);
             if (w[0] == '+' || w[0] == '-') {
-                const auto [type, index] = entry(1, &level);
                 const u32 mask = w[0] == '-' ? 0 : level == 2 ? 1 : 4;
                 const u8 levelInfo = w[0] == '-' ? 0 : host::levelInfo(type, level);
                 DIAG_PANEL_MSG_S msg = test::message(type, index, levelInfo, mask);
@@ -137,9 +127,9 @@ class DisplayTest : public testing::Test
                 if (w == "." || w == "END") {
                     EXPECT_EQ(code, w == "." ? kNothing : kPostEnd);
                 } else if (w[0] == 'p' || w[0] == 'e') {
-                    EXPECT_EQ(code, w[0] == 'p' ? progress(hex(1)) : postError(hex(1)));
+                    // POST progress or error: its two digits at 3, the POST type bit, a kind bit
+                    EXPECT_EQ(code, (w[0] == 'p' ? 0x40400000u : 0x80400000u) | u32{hex(1)} << 3);
                 } else {
-                    const auto [type, index] = entry(0, &level);
                     EXPECT_EQ(code, fault(type, index, level));
                 }
             }
@@ -195,9 +185,7 @@ TEST_F(DisplayTest, ATableThatIsGoneFailsTheStepAndRetriesEverySecond)
     play("+4.01  4.01");
     DIAG_PANEL_LockFreeHashTable();
     const test::LogCursor log;
-    const auto [code, seconds] = stepWithSleep();
-    EXPECT_EQ(code, kNoWrite);
-    EXPECT_EQ(seconds, 1u);
+    EXPECT_EQ(stepWithSleep(), std::make_pair(kNoWrite, 1u)) << "no write, a one-second retry";
     const auto lines = log.lines();
     ASSERT_EQ(lines.size(), 2u);
     EXPECT_EQ(lines[0].level, 2u);
@@ -238,33 +226,20 @@ TEST_F(DisplayTest, EventsAreLoggedAndCheckedBeforeTheyAct)
     play("+0.01  END END  0.01  progress:99  p99");
 }
 
-// The display thread's task id, found by its name.
-std::string displayTask()
-{
-    std::string found;
-    if (DIR *tasks = opendir("/proc/self/task")) {
-        while (const dirent *entry = readdir(tasks)) {
-            std::ifstream comm(std::string("/proc/self/task/") + entry->d_name + "/comm");
-            std::string name;
-            if (std::getline(comm, name) && name.rfind("DIAG_PANEL_Disp", 0) == 0) {
-                found = entry->d_name;
-            }
-        }
-        closedir(tasks);
-    }
-    return found;
-}
-
-// Waits until the display thread blocks (on a mutex the test holds).
-bool waitBlocked(const std::string &task)
+// Waits until the display thread, found by its name, blocks (on a mutex the test holds).
+bool displayThreadBlocks()
 {
     for (int i = 0; i < 5000; ++i) {
-        std::ifstream stat("/proc/self/task/" + task + "/stat");
-        std::string line;
-        std::getline(stat, line);
-        const size_t close = line.rfind(')');
-        if (close != std::string::npos && close + 2 < line.size() && line[close + 2] == 'S') {
-            return true;
+        for (const auto &task : std::filesystem::directory_iterator("/proc/self/task")) {
+            std::ifstream comm(task.path() / "comm"), stat(task.path() / "stat");
+            std::string name, line;
+            std::getline(comm, name);
+            std::getline(stat, line);
+            const size_t close = line.rfind(')'); // the state follows the name in brackets
+            if (name.starts_with("DIAG_PANEL_Disp") && close != std::string::npos &&
+                close + 2 < line.size() && line[close + 2] == 'S') {
+                return true;
+            }
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
@@ -273,8 +248,7 @@ bool waitBlocked(const std::string &task)
 
 TEST_F(DisplayTest, DiagnosticModeOwnsThePanel)
 {
-    play("+2.61");
-    EXPECT_EQ(step(), fault(2, 0x61));
+    play("+2.61  2.61");
     setDiagMode(1); // seen at the top of the loop: no step, a one-second pause
     EXPECT_EQ(stepWithSleep(), std::make_pair(kNoWrite, 1u));
     EXPECT_EQ(stepWithSleep(), std::make_pair(kNoWrite, 1u));
@@ -282,12 +256,10 @@ TEST_F(DisplayTest, DiagnosticModeOwnsThePanel)
     EXPECT_EQ(stepWithSleep(), std::make_pair(fault(2, 0x61), 4u)) << "stepping again";
 
     // Switched on during a step: that step skips its write but still sleeps four seconds.
-    const std::string task = displayTask();
-    ASSERT_FALSE(task.empty());
     pthread_mutex_lock(&g_DisplayMutex);
     ASSERT_TRUE(vclock::release());
     ASSERT_TRUE(vclock::waitResumed());
-    ASSERT_TRUE(waitBlocked(task));
+    ASSERT_TRUE(displayThreadBlocks());
     const test::PanelCursor panel;
     setDiagMode(1);
     pthread_mutex_unlock(&g_DisplayMutex);

@@ -5,6 +5,7 @@
 // code or the code of an entry that the table holds at that moment, and every bucket must hold
 // entries of its own fault type with distinct indices.
 #include <cstddef>
+#include <iterator>
 #include <set>
 
 #include <diagpanel/diagpanel.h>
@@ -90,6 +91,38 @@ void step()
     }
 }
 
+// An operation on a message read from the program.
+template <int (*Operation)(DIAG_PANEL_MSG_S *)> void onMessage(Program &p)
+{
+    DIAG_PANEL_MSG_S msg = p.message();
+    (void)Operation(&msg);
+}
+
+// What a program byte picks (modulo their number); each operation reads its own operands.
+using Operation = void (*)(Program &);
+const Operation kOperations[] = {
+    onMessage<DIAG_PANEL_ProcessNewMsg>,
+    onMessage<DIAG_PANEL_AddMsgToHash>,
+    onMessage<DIAG_PANEL_DelMsgToHash>,
+    [](Program &p) { (void)DIAG_PANEL_LockFreeHashList(p.byte() % 14); },
+    [](Program &) { (void)DIAG_PANEL_LockFreeAllHashList(); },
+    [](Program &) { (void)DIAG_PANEL_LockFreeHashTable(); },
+    [](Program &) { (void)DIAG_PANEL_InitHashTable(); },
+    [](Program &p) {
+        DIAG_PANEL_DISP_EVENT_S event{p.byte() % 6u, p.byte(), {}, 0}; // in this order
+        (void)DIAG_PANEL_EventRecv(&event);
+    },
+    [](Program &p) { (void)DIAG_PANEL_DISP_trigPostErrState(3, p.byte()); },
+    [](Program &) { (void)DIAG_PANEL_PartHashTableClear(); },
+    [](Program &p) { g_diag_mode_flag = p.byte() % 2; },
+    [](Program &) { DIAG_PANEL_PrintMsgInHash(); },
+    [](Program &p) {
+        for (u8 n = p.byte() % 4 + 1; n > 0; --n) {
+            step();
+        }
+    },
+};
+
 } // namespace
 
 extern "C" int LLVMFuzzerInitialize(int *, char ***)
@@ -103,59 +136,7 @@ extern "C" int LLVMFuzzerTestOneInput(const u8 *data, size_t size)
 {
     Program program(data, size);
     while (!program.done()) {
-        switch (program.byte() % 13) {
-        case 0: {
-            DIAG_PANEL_MSG_S msg = program.message();
-            (void)DIAG_PANEL_ProcessNewMsg(&msg);
-            break;
-        }
-        case 1: {
-            DIAG_PANEL_MSG_S msg = program.message();
-            (void)DIAG_PANEL_AddMsgToHash(&msg);
-            break;
-        }
-        case 2: {
-            DIAG_PANEL_MSG_S msg = program.message();
-            (void)DIAG_PANEL_DelMsgToHash(&msg);
-            break;
-        }
-        case 3:
-            (void)DIAG_PANEL_LockFreeHashList(program.byte() % 14);
-            break;
-        case 4:
-            (void)DIAG_PANEL_LockFreeAllHashList();
-            break;
-        case 5:
-            (void)DIAG_PANEL_LockFreeHashTable();
-            break;
-        case 6:
-            (void)DIAG_PANEL_InitHashTable();
-            break;
-        case 7: {
-            DIAG_PANEL_DISP_EVENT_S event{};
-            event.uiEventType = program.byte() % 6;
-            event.ucPercent = program.byte();
-            (void)DIAG_PANEL_EventRecv(&event);
-            break;
-        }
-        case 8:
-            (void)DIAG_PANEL_DISP_trigPostErrState(3, program.byte());
-            break;
-        case 9:
-            (void)DIAG_PANEL_PartHashTableClear();
-            break;
-        case 10:
-            g_diag_mode_flag = program.byte() % 2;
-            break;
-        case 11:
-            DIAG_PANEL_PrintMsgInHash();
-            break;
-        default:
-            for (u8 n = program.byte() % 4 + 1; n > 0; --n) {
-                step();
-            }
-            break;
-        }
+        kOperations[program.byte() % std::size(kOperations)](program);
         checkTable();
     }
     fuzz::resetAfterInput();

@@ -40,10 +40,8 @@ std::span<const u32> boards()
         for (const diag::BoardRow &row : diag::boardTable()) {
             ids.push_back(row.uiBoardId);
         }
-        for (const u32 unlisted : {diag::board::kUnknown, 0u, diag::board::k01030103 + 1,
-                                   diag::board::k60010101 + 1, diag::board::k30033404}) {
-            ids.push_back(unlisted);
-        }
+        ids.insert(ids.end(), {diag::board::kUnknown, 0u, diag::board::k01030103 + 1,
+                               diag::board::k60010101 + 1, diag::board::k30033404});
         return ids;
     }();
     return all;
@@ -61,10 +59,7 @@ void configureBoard(u32 board)
     // Sensor n takes the n-th name of the board's name tables, round robin.
     std::vector<const char *> names;
     for (const diag::BoardRow &row : diag::boardTable()) {
-        if (row.uiBoardId != board) {
-            continue;
-        }
-        for (u32 t = 0; t < row.uiTableNum; ++t) {
+        for (u32 t = 0; row.uiBoardId == board && t < row.uiTableNum; ++t) {
             for (u32 n = 0; n < row.pstTables[t].uiNameNum; ++n) {
                 names.push_back(row.pstTables[t].pstNames[n].acName);
             }

@@ -72,17 +72,17 @@ int readTwice(const uint8_t *data, std::size_t size, Read read)
 }
 
 // A SEL capture or scenario in the given format.
-inline int readSel(const uint8_t *data, std::size_t size, Format format)
+template <Format format> int readSel(const uint8_t *data, std::size_t size)
 {
     return readTwice<ItemOut>(data, size,
                               [&](InputFile &in, ItemOut &out) { readCapture(in, format, out); });
 }
 
 // An SDR capture with the given reader.
-template <typename Reader> int readSdr(const uint8_t *data, std::size_t size, Reader reader)
+template <auto reader> int readSdr(const uint8_t *data, std::size_t size)
 {
     return readTwice<NameOut>(data, size, [&](InputFile &in, NameOut &out) {
-        if constexpr (std::is_invocable_v<Reader, InputFile &, NameOut &>) {
+        if constexpr (std::is_invocable_v<decltype(reader), InputFile &, NameOut &>) {
             reader(in, out);
         } else {
             Lines lines(in, out);

@@ -10,6 +10,7 @@
 
 #include <diagpanel/diagpanel.h>
 
+#include "host_support/table.hpp"
 #include "tests/fuzz/fuzz_support.hpp"
 #include "translate/boards.hpp"
 #include "translate/translator.hpp"
@@ -27,10 +28,7 @@ constexpr DIAG_PANEL_TRANS_TRANSLATOR_F kTranslators[] = {
 // above "none given".
 bool malformed(const DIAG_PANEL_MSG_S &msg)
 {
-    if (msg.usFaultType >= DIAG_PANEL_FAULT_TYPE_NUM) {
-        return true;
-    }
-    return msg.usFaultType != DIAG_PANEL_FAULT_POST && ((msg.ucLevelInfo >> 2) & 0x7u) > 4;
+    return msg.usFaultType >= DIAG_PANEL_FAULT_TYPE_NUM || host::levelOf(msg) > 4;
 }
 
 } // namespace

@@ -17,6 +17,7 @@
 namespace {
 
 using host::Bytes;
+using host::frameBytes;
 using host::markerFrame;
 using host::markerLine;
 using host::operator+;
@@ -28,12 +29,6 @@ Bytes markerBody(u32 marker, size_t size = DIAG_PANEL_EVENT_LEN)
     std::copy_n(reinterpret_cast<const u8 *>(&marker), sizeof marker, body.begin());
     body.resize(size);
     return body;
-}
-
-Bytes frame(u8 msgType, const Bytes &body, u32 length, std::optional<u16> headerSum = {},
-            std::optional<u16> bodySum = {})
-{
-    return host::frameBytes(msgType, body, length, headerSum, bodySum);
 }
 
 // The intake, started once, and a raw writer of its pipe.
@@ -73,19 +68,17 @@ u32 HostileFrames::next_ = 0xE000;
 
 TEST_F(HostileFrames, LengthsBeyondTheBoundAllocateNothing)
 {
-    struct Row {
-        u32 length;
-        const char *line;
-    };
-    for (const Row &r : {Row{0xFF1, "Failed to malloc memory: len=0x1001"}, // one byte too many
-                         Row{0xFFFFFFF0, "Failed to malloc memory: len=0"},
-                         Row{0x7FFFFFFF, "Failed to malloc memory: len=0x8000000f"},
-                         Row{0x00100000, "Failed to malloc memory: len=0x100010"}}) {
-        SCOPED_TRACE(r.line);
+    const std::pair<u32, const char *> logged[] = {
+        {0xFF1, "Failed to malloc memory: len=0x1001"}, // one byte too many
+        {0xFFFFFFF0, "Failed to malloc memory: len=0"},
+        {0x7FFFFFFF, "Failed to malloc memory: len=0x8000000f"},
+        {0x00100000, "Failed to malloc memory: len=0x100010"}};
+    for (const auto &[length, line] : logged) {
+        SCOPED_TRACE(line);
         const unsigned long before = test::allocationCount();
         const long live = test::quietAllocations();
-        EXPECT_EQ(feed(frame(DIAG_PANEL_MSG_TYPE_SEL, Bytes(64, 0xAB), r.length)),
-                  std::vector<std::string>{r.line});
+        EXPECT_EQ(feed(frameBytes(DIAG_PANEL_MSG_TYPE_SEL, Bytes(64, 0xAB), length)),
+                  std::vector<std::string>{line});
         EXPECT_EQ(test::allocationCount() - before, 1u) << "the last marker's frame alone";
         EXPECT_TRUE(test::liveSettleAt(live));
     }
@@ -117,17 +110,13 @@ TEST_F(HostileFrames, BytesAroundAndInsideFramesAreReadAsDocumented)
         {"a short body takes the next frame's first bytes",
          shortBody + markerFrame(0xE204) + markerFrame(0xE205),
          {"Msg Buffer check err: 0x1b4 to 0xe5", markerLine(0xE205)}},
+        {"the largest frame, 4,096 bytes, is taken: dropped by the dispatch for its length (F0h)",
+         frameBytes(DIAG_PANEL_MSG_TYPE_EVENT, markerBody(0xE001, 0xFF0), 0xFF0),
+         {"Invalid input length: 0xf0"}},
     };
     for (const auto &r : rows) {
         EXPECT_EQ(feed(r.bytes), r.lines) << r.name;
     }
-}
-
-TEST_F(HostileFrames, TheLargestFrameIsTaken)
-{
-    // 4,096 bytes in all: taken, and dropped by the dispatch for its length's low byte (F0h).
-    EXPECT_EQ(feed(frame(DIAG_PANEL_MSG_TYPE_EVENT, markerBody(0xE001, 0xFF0), 0xFF0)),
-              std::vector<std::string>{"Invalid input length: 0xf0"});
 }
 
 TEST_F(HostileFrames, MagicInsideBodiesIsReadOnlyWhereTheHuntReachesIt)
@@ -136,20 +125,21 @@ TEST_F(HostileFrames, MagicInsideBodiesIsReadOnlyWhereTheHuntReachesIt)
     const Bytes inner = markerFrame(0xE101);
     Bytes body = markerBody(0xE100, 268 - inner.size()) + inner;
     const long live = test::quietAllocations();
-    EXPECT_EQ(feed(frame(DIAG_PANEL_MSG_TYPE_EVENT, body, 268)),
+    EXPECT_EQ(feed(frameBytes(DIAG_PANEL_MSG_TYPE_EVENT, body, 268)),
               std::vector<std::string>{markerLine(0xE100)})
         << "a good body is taken whole, the frame inside it is not read";
 
     // A bad header leaves its body to the hunt, which finds the frame inside.
     EXPECT_EQ(
-        feed(frame(DIAG_PANEL_MSG_TYPE_EVENT, body, 268, 0x1234)),
+        feed(frameBytes(DIAG_PANEL_MSG_TYPE_EVENT, body, 268, 0x1234)),
         (std::vector<std::string>{"Msg Header check err: 0x81 to 0x1234", markerLine(0xE101)}));
 
     // A bad body is read whole and dropped, the frame inside with it; a body ending in part of a
     // magic does not begin the next hunt.
     body = markerBody(0xE102, 256) + inner + Bytes{0x4D, 0x3C, 0x2B};
-    EXPECT_EQ(feed(frame(DIAG_PANEL_MSG_TYPE_EVENT, body, static_cast<u32>(body.size()), {}, 7)),
-              (std::vector<std::string>{"Msg Buffer check err: 0x525 to 0x7"}));
+    EXPECT_EQ(
+        feed(frameBytes(DIAG_PANEL_MSG_TYPE_EVENT, body, static_cast<u32>(body.size()), {}, 7)),
+        (std::vector<std::string>{"Msg Buffer check err: 0x525 to 0x7"}));
     EXPECT_TRUE(test::liveSettleAt(live));
 }
 

@@ -15,14 +15,10 @@ std::atomic<unsigned long> g_calls{0};
 std::atomic<unsigned long> g_failAt{0}; // 0: never
 std::atomic<bool> g_fired{false};
 
+// Counts the call; true (and fired) for the one to fail.
 bool failThisOne()
 {
-    const unsigned long call = ++g_calls;
-    if (call == g_failAt.load()) {
-        g_fired = true;
-        return true;
-    }
-    return false;
+    return ++g_calls == g_failAt.load() && (g_fired = true);
 }
 
 } // namespace

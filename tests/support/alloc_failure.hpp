@@ -5,7 +5,7 @@
 
 namespace test {
 
-// While alive, the `nth` malloc or calloc from now on (1 = the next) returns NULL.
+// While alive, the `nth` malloc or calloc from now on (1 = the next; 0: none) returns NULL.
 class FailAllocation
 {
   public:

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/support/harness.hpp"
 
-#include <dirent.h>
-#include <cstring>
+#include <algorithm>
+#include <filesystem>
 
 namespace test {
 
@@ -29,12 +29,8 @@ std::vector<std::string> LogCursor::texts() const
 
 bool LogCursor::contains(const std::string &text) const
 {
-    for (const LogLine &line : lines()) {
-        if (line.text.find(text) != std::string::npos) {
-            return true;
-        }
-    }
-    return false;
+    return std::ranges::any_of(
+        lines(), [&](const LogLine &line) { return line.text.find(text) != std::string::npos; });
 }
 
 std::vector<u32> PanelCursor::codes() const
@@ -59,16 +55,10 @@ std::vector<std::string> CallCursor::calls() const
 }
 
 namespace {
-int countEntries(const char *directory)
+int countEntries(const char *directory) // less "." and ".."
 {
-    int count = 0;
-    if (DIR *dir = opendir(directory)) {
-        while (const dirent *entry = readdir(dir)) {
-            count += entry->d_name[0] != '.';
-        }
-        closedir(dir);
-    }
-    return count;
+    const std::filesystem::directory_iterator entries(directory);
+    return static_cast<int>(std::distance(begin(entries), end(entries)));
 }
 } // namespace
 
@@ -84,13 +74,7 @@ int openFileCount()
 
 DIAG_PANEL_MSG_S message(u16 type, u8 index, u8 levelInfo, u32 mask, u8 faultLevel)
 {
-    DIAG_PANEL_MSG_S msg{};
-    msg.usFaultType = type;
-    msg.ucIndex = index;
-    msg.ucLevelInfo = levelInfo;
-    msg.uiFaultMask = mask;
-    msg.ucFaultLevel = faultLevel;
-    return msg;
+    return {levelInfo, index, type, mask, faultLevel, 0, 0, 0, {}};
 }
 
 } // namespace test

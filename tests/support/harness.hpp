@@ -4,6 +4,7 @@
 #pragma once
 
 #include <array>
+#include <cstring>
 #include <initializer_list>
 #include <string>
 #include <vector>
@@ -14,6 +15,18 @@
 #include "host_support/frames.hpp"
 #include "host_support/intake.hpp"
 #include "host_support/table.hpp"
+
+// Messages compare byte for byte, the reserved bytes too; table entries field by field.
+inline bool operator==(const DIAG_PANEL_MSG_S &a, const DIAG_PANEL_MSG_S &b)
+{
+    return memcmp(&a, &b, sizeof a) == 0;
+}
+namespace host {
+inline bool operator==(const TableEntry &a, const TableEntry &b)
+{
+    return a.bucket == b.bucket && a.msg == b.msg && a.displayed == b.displayed;
+}
+} // namespace host
 
 namespace test {
 

@@ -26,10 +26,7 @@ TEST(DiagpanelDecode, ReadsBackWhatTheLibraryWrites)
                     SCOPED_TRACE(testing::Message()
                                  << "type " << type << " index " << +index << " level " << +level
                                  << " numeric " << (encoding == tools::Encoding::Numeric));
-                    DIAG_PANEL_CMD_S cmd{};
-                    cmd.ucLevelInfo = levelInfo;
-                    cmd.ucIndex = index;
-                    cmd.usFaultType = type;
+                    DIAG_PANEL_CMD_S cmd{0, {}, levelInfo, index, type, 0};
                     const u32 before = HOST_PanelCount();
                     ASSERT_EQ(encoding == tools::Encoding::OneHot
                                   ? DIAG_PANEL_CORE_commonIfc(&cmd)

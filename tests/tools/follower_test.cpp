@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// follow's SEL follower against a scripted BMC: each row says what the BMC does between polls and
-// what the follower must make of it, step by step: the new records in order and the notes. The
-// live run against a simulated BMC is follow_test.sh's.
+// follow against a scripted BMC. The SEL follower: each row says what the BMC does between polls
+// and what the follower must make of it, step by step: the new records in order and the notes. The
+// SDR repository read: each row says which records must come back, byte for byte and in order, or
+// that the read fails, and every read must end whatever the BMC says. The live run against a
+// simulated BMC is follow_test.sh's.
 #include <gtest/gtest.h>
 
 #include "tests/tools/scripted_bmc.hpp"
@@ -10,7 +12,7 @@ namespace {
 
 using diagpanel::test::ScriptRow;
 
-const ScriptRow kRows[] = {
+const ScriptRow kSelRows[] = {
     {"an idle poll costs one command, a new record one more", "+3 . . +1 . +3 .",
      " a b c | | d | e f g", "4 1 2 4"},
     {"records not numbered one after another: the last one's next ID says where", "+1 . gap +1 . .",
@@ -60,7 +62,33 @@ const ScriptRow kRows[] = {
 
 TEST(SelFollower, FollowsAScriptedBmc)
 {
-    diagpanel::test::playRows(kRows);
+    diagpanel::test::playRows(kSelRows);
+}
+
+const ScriptRow kSdrRows[] = {
+    {"whole records, in order; a reservation cancelled between them is taken again",
+     "sdr:40 sdr:11 sdr:0 cancel@3 read", " records:3", "7"},
+    {"in pieces where refused whole, asked whole only once", "sdr:40 sdr:11 sdr:16 pieces read",
+     " records:3", "11"},
+    {"a reservation cancelled mid-record is taken again", "sdr:40x2 pieces cancel@4 read",
+     " records:2"},
+    {"a next ID that leads back ends the read", "sdr:8x2 loop:zero sdr:8 count:9 read",
+     " records:2"},
+    {"a next ID that leads back to the first record by its own ID ends the read",
+     "sdr:8x3 loop:back nocount read", " records:3"},
+    {"a header longer than its record ends the read", "sdr:8x2 lie sdr:8 read", " records:1"},
+    {"no more records than the repository counts", "sdr:8x3 count:2 read", " records:2"},
+    {"silent mid-way: the records read whole stand", "sdr:8x3 silent:4 read", " records:2"},
+    {"silent from the first record", "sdr:8 silent:2 read", " none"},
+    {"an empty repository", "read", " records:0"},
+    {"no count: bounded in bytes", "sdr:200x400 nocount read", " records:319"},
+    {"in pieces, a reservation cancelled once: bounded in bytes",
+     "sdr:200x400 nocount pieces cancel@3 read", " records:319"},
+};
+
+TEST(SdrRepository, ReadsWhatIsSaneAndEnds)
+{
+    diagpanel::test::playRows(kSdrRows);
 }
 
 } // namespace

@@ -53,7 +53,8 @@ diagpanel_golden(tables 0 ARGS tables)
 
 diagpanel_test(diagpanel_test tools/diagpanel_test.cpp)
 target_link_libraries(diagpanel_test PRIVATE diagpanel_replay)
-# follow's SEL follower, step by step against a scripted BMC.
+# follow's SEL follower, step by step, and its read of a BMC's SDR repository, against a scripted
+# BMC.
 diagpanel_test(follower_test tools/follower_test.cpp tools/scripted_bmc.cpp)
 target_link_libraries(follower_test PRIVATE diagpanel_follow)
 # The per-BMC state a watcher keeps: round trip, crashes, a failing disk.
@@ -65,9 +66,6 @@ if(TARGET diagpanel_watch)
   diagpanel_test(inventory_test tools/inventory_test.cpp)
   target_link_libraries(inventory_test PRIVATE diagpanel_watch)
 endif()
-# follow's read of a BMC's SDR repository, against a scripted BMC.
-diagpanel_test(sdr_repository_test tools/sdr_repository_test.cpp tools/scripted_bmc.cpp)
-target_link_libraries(sdr_repository_test PRIVATE diagpanel_follow)
 
 # follow against a simulated BMC of the test's own (ipmi_sim on 127.0.0.1), on the host build.
 if(NOT CMAKE_CROSSCOMPILING AND NOT DIAGPANEL_SANITIZE)

@@ -13,10 +13,7 @@
 
 namespace {
 
-constexpr u32 progressCode(u8 bcd)
-{
-    return 0x40400000u | u32{bcd} << 3;
-}
+constexpr auto progressCode = [](u8 bcd) { return 0x40400000u | u32{bcd} << 3; };
 
 class DispatchTest : public testing::Test
 {
@@ -54,15 +51,12 @@ TEST_F(DispatchTest, DisplayEventsSteerThePanelWithTheirPercentageInBcd)
     ASSERT_EQ(test::postEvent(DIAG_PANEL_EVENT_POST_START, 0x33), 0);
     ASSERT_TRUE(test::drainIntake());
     EXPECT_EQ(nextCode(), progressCode(0x00)) << "only progress events carry a percentage";
-    struct Row {
-        u8 percent;
-        u8 shown;
-    };
-    for (const Row &r :
-         {Row{45, 0x45}, Row{7, 0x07}, Row{99, 0x99}, Row{100, 0x00}, Row{145, 0x45}}) {
-        ASSERT_EQ(test::postEvent(DIAG_PANEL_EVENT_POST_PROGRESS, r.percent), 0);
+    const std::pair<u8, u8> shownAs[] = {
+        {45, 0x45}, {7, 0x07}, {99, 0x99}, {100, 0x00}, {145, 0x45}};
+    for (const auto &[percent, shown] : shownAs) {
+        ASSERT_EQ(test::postEvent(DIAG_PANEL_EVENT_POST_PROGRESS, percent), 0);
         ASSERT_TRUE(test::drainIntake());
-        EXPECT_EQ(nextCode(), progressCode(r.shown)) << +r.percent << " percent";
+        EXPECT_EQ(nextCode(), progressCode(shown)) << +percent << " percent";
     }
     ASSERT_EQ(test::postEvent(DIAG_PANEL_EVENT_POST_END), 0);
     ASSERT_TRUE(test::drainIntake());

@@ -6,11 +6,6 @@
 #include "tests/support/alloc_failure.hpp"
 #include "translate/boards.hpp"
 
-static bool operator==(const DIAG_PANEL_MSG_S &a, const DIAG_PANEL_MSG_S &b)
-{
-    return memcmp(&a, &b, sizeof a) == 0; // every byte: the reserved ones stay 0
-}
-
 namespace test {
 
 void TranslatorTest::SetUp()
@@ -46,15 +41,12 @@ void expectRows(DIAG_PANEL_TRANS_TRANSLATOR_F translator, const std::vector<Row>
         }
         const LogCursor log;
         const CallCursor calls;
-        std::optional<FailAllocation> failure;
-        if (row.allocationFails) {
-            failure.emplace(1);
-        }
+        const FailAllocation failure(row.allocationFails ? 1 : 0);
         auto *out = reinterpret_cast<DIAG_PANEL_MSG_S *>(1); // must be reset on entry
         u8 count = 0xEE;
         const int result = translator(row.record.data(), &out, &count, row.severity);
         EXPECT_EQ(result, expected.empty() ? -1 : 0);
-        EXPECT_TRUE(!failure || failure->fired());
+        EXPECT_EQ(failure.fired(), row.allocationFails);
         if (result == 0) {
             EXPECT_EQ(std::vector(out, out + count), expected);
             free(out); // as the dispatch does

@@ -1,8 +1,0 @@
-// SPDX-License-Identifier: Apache-2.0
-// The reader of ipmitool sel save and sel add event lines, on any bytes.
-#include "tests/fuzz/reader_fuzz.hpp"
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
-{
-    return fuzz::readSel(data, size, diagpanel::Format::Events);
-}
