@@ -26,18 +26,25 @@ since() { echo "$1 $(now)" | awk '{ printf "%.2f", $2 - $1 }'; }
 verdict() { awk -v a="$1" -v b="$2" 'BEGIN { print (a <= b ? "met" : "missed") }'; }
 
 # BMC $1: room for 4,000 records, kept in memory only (-p), no console on standard input (-n),
-# but for BMC 1: its debug log (-d) needs one, a FIFO held open here.
+# but for BMC 1: its debug log (-d) needs one, a FIFO held open here. Its port is 10000 + 2 x $1
+# (its console's the next), or as much again higher while taken: random ports, 2,000 of them,
+# would meet, and a BMC whose port another took answers its starter with the other's voice.
 startBmc() {
-    local dir=$work/bmc/$1
+    local dir=$work/bmc/$1 try options=(-n -p) input=/dev/null
     mkdir -p "$dir"
     ipmiSimBmc "$dir/bmc.emu" 4000
     if [ "$1" = 1 ]; then
         mkfifo "$dir/stdin"
         exec 4<>"$dir/stdin"
-        ipmiSimStart "$dir" -d -p <&4 || return 1
-    else
-        ipmiSimStart "$dir" -n -p || return 1
+        options=(-d -p)
+        input=$dir/stdin
     fi
+    for try in 0 1 2 3 4; do
+        port=$((10000 + 2 * $1 + try * 2 * n))
+        console=$((port + 1))
+        ipmiSimRun "$dir" "${options[@]}" <"$input" && break
+    done
+    [ -n "${sim:-}" ] || return 1
     echo "$sim" >"$dir/pid"
     echo "$port" >"$dir/port"
     echo "$console" >"$dir/console"
@@ -63,7 +70,8 @@ for i in $(seq 2 "$n"); do
     [ ${#starters[@]} = 8 ] && wait "${starters[@]}" && starters=()
 done
 wait "${starters[@]}"
-started=$(find "$work/bmc" -name pid | wc -l)
+# shellcheck disable=SC2046
+started=$(find "$work/bmc" -name pid -exec cat {} + | xargs -r ps -o pid= -p | wc -l)
 [ "$started" = "$n" ] || fail "$started of $n BMCs started"
 # shellcheck disable=SC2046
 echo "$n BMCs started, 20 records each, in $(since "$t0") s; ipmi_sim: $(($(pss $(cat "$work"/bmc/*/pid)) / 1024)) MiB PSS"
@@ -78,7 +86,7 @@ config() {
 }
 start() { "$tool" watch --config "$work/config.yml" --state-dir "$work/state" 2>>"$work/watch.err" & watcher=$!; }
 workers() { cat /proc/"$watcher"/task/*/children 2>/dev/null; }
-panels() { find "$work/state" -name panel.json -print0 | xargs -0r cat; }
+panels() { find "$work/state" -name panel.json -print0 2>/dev/null | xargs -0r cat; }
 # Waits up to $2 s until every panel.json says "following" with $1 records: the time it took.
 waitAll() {
     local t0 left=$n
@@ -196,6 +204,12 @@ worst=$(echo "$single $burst" | awk '{ print ($1 > $2 ? $1 : $2) }')
 echo "ROW|diagpanel watch, $n BMCs: IPMI commands per new record|$single beyond the poll's, one at a time; $burst in a burst of 3,000 (session included)|1|$(verdict "$worst" 1)"
 rate=$(echo "$reading" | awk '{ printf "%.0f", 3000 / $1 }')
 echo "ROW|diagpanel watch, $n BMCs: 3,000 new records on one BMC, session to last read|$rate records/s ($datagrams commands in $reading s; all in panel.json $total s after it was followed again)|5,000 records/s|$(verdict 5000 "$rate")"
+# Where those seconds went: from each command's arrival to the BMC's answer, and from that answer
+# to the next command (the watcher and the loopback).
+grep -E "Raw LAN (receive from|send to)" "$work/bmc/1/sim.log" | awk -v skip="$r0" -v n="$datagrams" '
+    /receive/ { r++; if (r <= skip || r > skip + n) { t = 0; next } if (s) away += $NF - s; t = $NF; s = 0 }
+    /send/ && t { bmc += $NF - t; s = $NF; t = 0 }
+    END { printf "the burst: %.2f s in the BMC, %.2f s from its answers to the next command (%.3f ms each)\n", bmc, away, 1000 * away / (n - 1) }'
 echo "3,000 records added through the console in $added s"
 stop TERM
 echo "load after: $(cut -d' ' -f1-3 /proc/loadavg)"
