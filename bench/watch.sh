@@ -9,7 +9,8 @@ set -u
 tool=$1/tools/diagpanel
 n=${WATCH_BMCS:-1000}
 window=${WATCH_WINDOW:-30}
-if ! command -v ipmi_sim >/dev/null || ! command -v ipmitool >/dev/null || ! command -v jq >/dev/null; then
+if ! command -v ipmi_sim >/dev/null || ! command -v ipmitool >/dev/null ||
+    ! command -v jq >/dev/null; then
     echo "skipped: no ipmi_sim (Debian package openipmi), ipmitool or jq"
     exit 0
 fi
@@ -17,7 +18,7 @@ work=$(mktemp -d)
 watcher=
 trap 'kill $watcher $(cat "$work"/bmc/*/pid 2>/dev/null) 2>/dev/null; wait; rm -rf "$work"' EXIT
 fail() { echo "watch bench FAILED: $*"; tail -n 5 "$work"/watch.err 2>/dev/null; exit 1; }
-# shellcheck source=host/support/ipmi_sim.sh
+# shellcheck source=host/support/ipmi_sim.sh disable=SC2016 # awk's and jq's $ in single quotes
 . "$(dirname "$0")/../host/support/ipmi_sim.sh"
 now() { date +%s.%N; }
 # PSS of the processes $@ in KiB, summed.
@@ -62,7 +63,7 @@ add() {
 
 echo "load before: $(cut -d' ' -f1-3 /proc/loadavg)"
 t0=$(now)
-startBmc 1 && add 1 20 || fail "BMC 1 did not start"
+{ startBmc 1 && add 1 20; } || fail "BMC 1 did not start"
 starters=() # 8 at a time, each waiting on its BMC's first answer (BMC 1 stays a child here)
 for i in $(seq 2 "$n"); do
     { startBmc "$i" && add "$i" 20; } &
@@ -70,21 +71,27 @@ for i in $(seq 2 "$n"); do
     [ ${#starters[@]} = 8 ] && wait "${starters[@]}" && starters=()
 done
 wait "${starters[@]}"
-# shellcheck disable=SC2046
-started=$(find "$work/bmc" -name pid -exec cat {} + | xargs -r ps -o pid= -p | wc -l)
+started=$(ps -o pid= -p "$(cat "$work"/bmc/*/pid 2>/dev/null | paste -sd,)" | wc -l)
 [ "$started" = "$n" ] || fail "$started of $n BMCs started"
 # shellcheck disable=SC2046
-echo "$n BMCs started, 20 records each, in $(since "$t0") s; ipmi_sim: $(($(pss $(cat "$work"/bmc/*/pid)) / 1024)) MiB PSS"
+echo "$n BMCs started, 20 records each, in $(since "$t0") s;" \
+    "ipmi_sim: $(($(pss $(cat "$work"/bmc/*/pid)) / 1024)) MiB PSS"
 
 echo secret >"$work/pw"
 chmod 600 "$work/pw"
 for i in $(seq "$n"); do echo "\"127.0.0.1:$(cat "$work/bmc/$i/port")\""; done |
     jq -s '[{targets: ., labels: {rack: "r1"}}]' >"$work/targets.json"
 config() {
-    printf 'modules:\n  default: {user: admin, password_file: %s, interval: %s, board: "0x01030103"}\ntarget_files: [%s]\n' \
-        "$work/pw" "$1" "$work/targets.json" >"$work/config.yml"
+    cat >"$work/config.yml" <<EOF
+modules:
+  default: {user: admin, password_file: $work/pw, interval: $1, board: "0x01030103"}
+target_files: [$work/targets.json]
+EOF
 }
-start() { "$tool" watch --config "$work/config.yml" --state-dir "$work/state" 2>>"$work/watch.err" & watcher=$!; }
+start() {
+    "$tool" watch --config "$work/config.yml" --state-dir "$work/state" 2>>"$work/watch.err" &
+    watcher=$!
+}
 workers() { cat /proc/"$watcher"/task/*/children 2>/dev/null; }
 panels() { find "$work/state" -name panel.json -print0 2>/dev/null | xargs -0r cat; }
 # Waits up to $2 s until every panel.json says "following" with $1 records: the time it took.
@@ -92,11 +99,13 @@ waitAll() {
     local t0 left=$n
     t0=$(now)
     for _ in $(seq $(($2 * 2))); do
-        left=$(panels | jq -s --argjson r "$1" "$n - ([.[] | select(.state == \"following\" and .records >= \$r)] | length)")
+        left=$(panels | jq -s --argjson r "$1" --argjson n "$n" \
+            '$n - ([.[] | select(.state == "following" and .records >= $r)] | length)')
         [ "$left" = 0 ] && since "$t0" && return 0
         sleep 0.5
     done
-    fail "$left of $n panels not following with $1 records after $2 s: $(panels | jq -s -c 'group_by(.state) | map({(.[0].state): length}) | add')"
+    fail "$left of $n panels not following with $1 records after $2 s:" \
+        "$(panels | jq -s -c 'group_by(.state) | map({(.[0].state): length}) | add')"
 }
 # Stops the watcher with signal $1; its workers, if they outlive it 10 s, by their ids.
 stop() {
@@ -180,7 +189,7 @@ for r in $(seq 10); do add 1 1; waitRecords $((20 + r)); done
 read -r datagrams polls <<<"$(polls "$r0" "$(received)")"
 single=$(echo "$datagrams $polls" | awk -v idle="$perPoll" '{ printf "%.2f", ($1 - $2 * idle) / 10 }')
 
-# (g) 3,000 at once: the simulator adds some 130 a second, so BMC 1 is let go (dropped from the
+# (g) 3,000 at once: the simulator adds a few hundred a second, so BMC 1 is let go (dropped from the
 # targets file) while they go in, then followed again: from its first datagram then (the session
 # opened) to the end of that run of datagrams.
 jq '.[0].targets |= .[1:]' "$work/targets.json" >"$work/less.json"
