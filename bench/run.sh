@@ -131,6 +131,10 @@ else
 fi
 
 echo
+echo "== diagpanel watch over a fleet of simulated BMCs (ipmi_sim on 127.0.0.1; WATCH_BMCS, 1,000)"
+run "$here/watch.sh" "$host"
+
+echo
 echo "== size and heap on armhf"
 arm-linux-gnueabihf-strip -o "$work/libDiagnosticPanel.so.1" "$armhf/libDiagnosticPanel.so.1"
 size=$(wc -c <"$work/libDiagnosticPanel.so.1")
