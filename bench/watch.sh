@@ -22,6 +22,7 @@ fail() { echo "watch bench FAILED: $*"; tail -n 5 "$work"/watch.err 2>/dev/null;
 . "$(dirname "$0")/../host/support/ipmi_sim.sh"
 now() { date +%s.%N; }
 # PSS of the processes $@ in KiB, summed.
+# shellcheck disable=SC2016 # awk's own fields
 pss() { printf '/proc/%s/smaps_rollup\n' "$@" | xargs awk '/^Pss:/ { s += $2 } END { print s + 0 }'; }
 since() { echo "$1 $(now)" | awk '{ printf "%.2f", $2 - $1 }'; }
 verdict() { awk -v a="$1" -v b="$2" 'BEGIN { print (a <= b ? "met" : "missed") }'; }
@@ -89,7 +90,7 @@ target_files: [$work/targets.json]
 EOF
 }
 start() {
-    "$tool" watch --config "$work/config.yml" --state-dir "$work/state" 2>>"$work/watch.err" &
+    "$tool" watch --config "$work/config.yml" --state-dir "$work/state" --listen 127.0.0.1:0 2>>"$work/watch.err" &
     watcher=$!
 }
 workers() { cat /proc/"$watcher"/task/*/children 2>/dev/null; }
