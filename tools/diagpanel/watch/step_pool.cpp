@@ -3,7 +3,8 @@
 
 namespace diagpanel {
 
-StepPool::StepPool(unsigned threads, std::function<void()> stepped) : stepped_(std::move(stepped))
+StepPool::StepPool(unsigned threads, std::function<void(const WatchedBmc &)> stepped)
+    : stepped_(std::move(stepped))
 {
     for (unsigned i = 0; i < threads; ++i) {
         threads_.emplace_back([this] { run(); });
@@ -16,7 +17,8 @@ StepPool::~StepPool()
         const std::lock_guard guard(lock_);
         stopping_ = true;
     }
-    changed_.notify_all();
+    timer_.notify_all();
+    idle_.notify_all();
     for (std::thread &thread : threads_) {
         thread.join();
     }
@@ -24,32 +26,47 @@ StepPool::~StepPool()
 
 void StepPool::add(std::shared_ptr<WatchedBmc> bmc)
 {
-    {
-        const std::lock_guard guard(lock_);
-        queue_.emplace(FollowClock::now(), std::move(bmc));
+    const std::lock_guard guard(lock_);
+    push(FollowClock::now(), std::move(bmc));
+}
+
+// Under the lock. The timer waits for the earliest: one due sooner wakes it (or, with no timer,
+// a thread to become it).
+void StepPool::push(FollowClock::time_point due, std::shared_ptr<WatchedBmc> bmc)
+{
+    const bool soonest = queue_.empty() || due < queue_.top().first;
+    queue_.emplace(due, std::move(bmc));
+    if (!timing_) {
+        idle_.notify_one();
+    } else if (soonest) {
+        timer_.notify_one();
     }
-    changed_.notify_one();
 }
 
 void StepPool::run()
 {
     std::unique_lock guard(lock_);
     while (!stopping_) {
-        if (queue_.empty()) {
-            changed_.wait(guard);
+        if (queue_.empty() || (timing_ && queue_.top().first > FollowClock::now())) {
+            idle_.wait(guard);
             continue;
         }
         if (queue_.top().first > FollowClock::now()) {
-            changed_.wait_until(guard, queue_.top().first);
+            timing_ = true;
+            timer_.wait_until(guard, queue_.top().first);
+            timing_ = false;
             continue;
         }
         std::shared_ptr<WatchedBmc> bmc = queue_.top().second;
         queue_.pop();
+        if (!queue_.empty()) {
+            idle_.notify_one(); // the next due wants a timer
+        }
         guard.unlock(); // a step waits on the network; a BMC let go closes its session
         FollowClock::time_point next{};
         if (!bmc->retired()) {
             next = bmc->step(FollowClock::now());
-            stepped_();
+            stepped_(*bmc);
         }
         if (bmc->retired()) {
             bmc.reset();
@@ -57,8 +74,7 @@ void StepPool::run()
             continue;
         }
         guard.lock();
-        queue_.emplace(next, std::move(bmc));
-        changed_.notify_one(); // it may be due before what the others wait for
+        push(next, std::move(bmc));
     }
 }
 

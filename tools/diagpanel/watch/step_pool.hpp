@@ -19,8 +19,8 @@ namespace diagpanel {
 class StepPool
 {
   public:
-    // `stepped` is called, on a pool thread, after each step.
-    StepPool(unsigned threads, std::function<void()> stepped);
+    // `stepped` is called, on a pool thread, after each step of a BMC.
+    StepPool(unsigned threads, std::function<void(const WatchedBmc &)> stepped);
     ~StepPool();
     StepPool(const StepPool &) = delete;
     StepPool &operator=(const StepPool &) = delete;
@@ -35,9 +35,15 @@ class StepPool
     };
     void run();
 
-    std::function<void()> stepped_;
+    std::function<void(const WatchedBmc &)> stepped_;
+    void push(FollowClock::time_point due, std::shared_ptr<WatchedBmc> bmc);
+
     std::mutex lock_;
-    std::condition_variable changed_;
+    // One thread at a time waits for the earliest BMC to be due (the timer); the others wait
+    // for the timer's place, so that a due time wakes one thread, not all of them.
+    std::condition_variable timer_;
+    std::condition_variable idle_;
+    bool timing_ = false;
     std::priority_queue<Due, std::vector<Due>, Later> queue_;
     bool stopping_ = false;
     std::vector<std::thread> threads_;
