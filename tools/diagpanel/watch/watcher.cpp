@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <mutex>
 #include <poll.h>
 #include <unistd.h>
 
@@ -28,8 +29,11 @@ namespace {
 using Clock = FollowClock;
 
 constexpr unsigned kPoolThreads = 16;
-constexpr std::chrono::seconds kInventoryCheck{2};     // target files looked at for changes
-constexpr std::chrono::seconds kStatusEvery{1};        // a BMC's panel.json rewritten at most
+constexpr std::chrono::seconds kInventoryCheck{2}; // target files looked at for changes
+// A BMC's panel.json is rewritten at most once a second when its state, records or fault table
+// changed, and at most every 10 s for its code and counters alone, which change at every poll.
+constexpr std::chrono::seconds kStatusEvery{1};
+constexpr std::chrono::seconds kCountersEvery{10};
 constexpr std::chrono::seconds kLongestWorkerWait{60}; // between restarts of a failing worker
 constexpr int kLoopTick = 250;                         // ms: restarts and status are this late
 constexpr const char *kStatusFile = "panel.json";
@@ -107,7 +111,8 @@ struct Panel {
     Clock::time_point restartAt{};
     std::chrono::seconds restartWait{0};
     Clock::time_point startedAt{};
-    bool changed = true; // since panel.json was last written
+    bool changed = true;     // since panel.json was last written
+    bool significant = true; // its fault table, or the worker's, since then
     Clock::time_point writtenAt{};
     WatchedBmc::Status written;
 };
@@ -144,6 +149,8 @@ class Watcher
     int events_ = -1;
     bool ownEvents_ = false;
     std::string lastProblem_; // of the inventory, told
+    std::mutex steppedLock_;
+    std::vector<std::string> stepped_; // BMCs the pool stepped since the loop last looked
 };
 
 Watcher::~Watcher()
@@ -301,7 +308,7 @@ void Watcher::take(Panel &panel, const std::string &text)
     const nlohmann::json line = nlohmann::json::parse(text, nullptr, false);
     if (line.is_object() && line.value("kind", "") == kRestoredAnswer) {
         panel.restored = true;
-        panel.changed = true;
+        panel.significant = true;
         return;
     }
     if (line.is_object() && line.value("kind", "") == kLiveAnswer) {
@@ -312,6 +319,7 @@ void Watcher::take(Panel &panel, const std::string &text)
         return;
     }
     panel.changed = true;
+    panel.significant = panel.significant || line.value("kind", "") == "fault";
     // What the timeline showed before the restored records end was shown by an earlier run.
     if (panel.restored && events_ >= 0 && !writeAll(events_, text + '\n')) {
         say(std::string("the events cannot be written: ") + strerror(errno));
@@ -346,8 +354,12 @@ void Watcher::writeStatus(Panel &panel, Clock::time_point now)
     const WatchedBmc::Status status = panel.bmc->status();
     // While a worker rebuilds the table, it is not yet what the BMC's panel shows.
     const bool rebuilding = !panel.restored && panel.startedAt != Clock::time_point{};
-    if (rebuilding || now - panel.writtenAt < kStatusEvery ||
-        (!panel.changed && status == panel.written)) {
+    const bool significant = panel.significant || status.condition != panel.written.condition ||
+                             status.why != panel.written.why ||
+                             status.records != panel.written.records;
+    const bool changed = panel.changed || status != panel.written;
+    if (rebuilding || !changed ||
+        now - panel.writtenAt < (significant ? kStatusEvery : kCountersEvery)) {
         return;
     }
     const Target &target = panel.bmc->target();
@@ -372,6 +384,7 @@ void Watcher::writeStatus(Panel &panel, Clock::time_point now)
     metrics_->update(target.name, {hex32(target.board), target.labels, status,
                                    panel.model.warnings(), activeFaults(j["faults"])});
     panel.changed = false;
+    panel.significant = false;
     panel.written = status;
     panel.writtenAt = now;
 }
@@ -413,7 +426,13 @@ int Watcher::run()
         }
         ownEvents_ = true;
     }
-    pool_.emplace(kPoolThreads, wake);
+    pool_.emplace(kPoolThreads, [this](const WatchedBmc &bmc) {
+        {
+            const std::lock_guard guard(steppedLock_);
+            stepped_.push_back(bmc.target().name);
+        }
+        wake();
+    });
     if (!load(true) || !serveMetrics()) {
         return kExitUsage;
     }
@@ -423,6 +442,7 @@ int Watcher::run()
                                   : std::string()) +
         ", state in " + options_.stateDir);
     Clock::time_point checkedAt = Clock::now();
+    Clock::time_point nextPass = checkedAt;
     std::vector<pollfd> fds;
     std::vector<Panel *> served;
     while (g_stop == 0) {
@@ -443,13 +463,29 @@ int Watcher::run()
         while (read(wakeRead_, drained, sizeof drained) > 0) {
         }
         const Clock::time_point now = Clock::now();
-        std::map<Panel *, short> ready;
+        // Now: the workers with something to say or room to take, and the BMCs just stepped;
+        // every BMC once a tick (workers to start again, panel.json).
         for (std::size_t i = 1; i < fds.size(); ++i) {
-            ready[served[i]] = static_cast<short>(ready[served[i]] | fds[i].revents);
+            if (fds[i].revents != 0) {
+                serve(*served[i], fds[i].revents, now);
+            }
         }
-        for (auto &[name, panel] : panels_) {
-            serve(*panel, ready[panel.get()], now);
-            writeStatus(*panel, now);
+        std::vector<std::string> stepped;
+        {
+            const std::lock_guard guard(steppedLock_);
+            stepped.swap(stepped_);
+        }
+        for (const std::string &name : stepped) {
+            if (const auto found = panels_.find(name); found != panels_.end()) {
+                serve(*found->second, 0, now);
+            }
+        }
+        if (now >= nextPass) {
+            nextPass = now + std::chrono::milliseconds(kLoopTick);
+            for (auto &[name, panel] : panels_) {
+                serve(*panel, 0, now);
+                writeStatus(*panel, now);
+            }
         }
         if (g_reload != 0 || now - checkedAt >= kInventoryCheck) {
             const bool asked = g_reload != 0;
