@@ -76,6 +76,8 @@ class Replay
     // From now on each input's effects are written out before play() returns (batch 1): a live
     // run after a batch of restored ones.
     void oneByOne();
+    // The time, on the clock of play()'s items, before which the display takes no step.
+    uint64_t quietUntil() const { return horizon_; }
     // Writes the summary. A replay first runs the display on until its cycle is steady, as the
     // firmware would be left; a live run (`runOn` false) stops where its clock is.
     void finish(std::size_t problems, bool runOn = true);

@@ -140,7 +140,7 @@ class Worker
             replay_.oneByOne();
             if (!live_) {
                 live_ = Clock::now();
-                replay_.beginFile();
+                liveBase_ = replay_.beginFile();
             }
             answer(kLiveAnswer);
             return true;
@@ -151,7 +151,8 @@ class Worker
         }
     }
 
-    // The display up to now, once live; when to call again.
+    // The display up to now, once live; when to call again: at its next step, not before (a
+    // fleet's idle workers would otherwise wake each second for nothing).
     std::optional<std::chrono::milliseconds> tick()
     {
         if (!live_) {
@@ -162,7 +163,9 @@ class Worker
         now.timing = Timing::Offset;
         now.offset = seconds();
         replay_.play(now);
-        const auto next = *live_ + std::chrono::seconds(now.offset + 1);
+        const uint64_t quiet = replay_.quietUntil();
+        const uint64_t step = quiet > liveBase_ ? quiet - liveBase_ : 0;
+        const auto next = *live_ + std::chrono::seconds(std::max(now.offset + 1, step));
         return std::chrono::duration_cast<std::chrono::milliseconds>(next - Clock::now()) +
                std::chrono::milliseconds(1);
     }
@@ -205,6 +208,7 @@ class Worker
     std::unique_ptr<Sink> sink_;
     Replay replay_;
     std::optional<Clock::time_point> live_;
+    uint64_t liveBase_ = 0; // the replay's time when live_ began
 };
 
 } // namespace
