@@ -67,6 +67,10 @@ if(TARGET diagpanel_watch)
   target_link_libraries(inventory_test PRIVATE diagpanel_watch)
 endif()
 
+# The example alerting rules for watch's metrics, on promtool's series: no simulator, no build.
+add_test(NAME tool_watch_alerts COMMAND ${CMAKE_CURRENT_LIST_DIR}/alerts_test.sh)
+set_tests_properties(tool_watch_alerts PROPERTIES SKIP_RETURN_CODE 77)
+
 # follow against a simulated BMC of the test's own (ipmi_sim on 127.0.0.1), on the host build.
 if(NOT CMAKE_CROSSCOMPILING AND NOT DIAGPANEL_SANITIZE)
   add_test(NAME tool_follow COMMAND ${CMAKE_CURRENT_LIST_DIR}/follow_test.sh $<TARGET_FILE:diagpanel>)
