@@ -77,6 +77,10 @@ if(NOT CMAKE_CROSSCOMPILING AND NOT DIAGPANEL_SANITIZE)
   set_tests_properties(tool_follow PROPERTIES SKIP_RETURN_CODE 77 TIMEOUT 300)
   add_test(NAME tool_watch COMMAND ${CMAKE_CURRENT_LIST_DIR}/watch_test.sh $<TARGET_FILE:diagpanel>)
   set_tests_properties(tool_watch PROPERTIES SKIP_RETURN_CODE 77 TIMEOUT 300)
+  # watch scraped by a Prometheus of the test's own, its example rules and console loaded.
+  add_test(NAME tool_watch_prometheus
+    COMMAND ${CMAKE_CURRENT_LIST_DIR}/prometheus_test.sh $<TARGET_FILE:diagpanel>)
+  set_tests_properties(tool_watch_prometheus PROPERTIES SKIP_RETURN_CODE 77 TIMEOUT 120)
   # follow against a BMC that misbehaves on purpose (host/fake_bmc, on pyghmi), a run each way.
   add_test(NAME tool_follow_hostile_bmc
     COMMAND ${CMAKE_CURRENT_LIST_DIR}/hostile_bmc_test.sh $<TARGET_FILE:diagpanel>)
