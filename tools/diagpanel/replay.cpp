@@ -465,6 +465,13 @@ void Replay::trySkip(uint64_t until)
     }
 }
 
+std::optional<u32> Replay::showing() const
+{
+    const auto last = std::find_if(pending_.rbegin(), pending_.rend(),
+                                   [](const Step &s) { return s.code.has_value(); });
+    return last != pending_.rend() ? last->code : shown_;
+}
+
 void Replay::flushPanel(uint64_t upTo)
 {
     if (pending_.empty()) {
@@ -494,11 +501,7 @@ void Replay::flushPanel(uint64_t upTo)
             repeat.cycle.push_back(pending_[i].code.value_or(0));
         }
         emit(repeat, nullptr);
-        const auto last = std::find_if(pending_.rbegin(), pending_.rend(),
-                                       [](const Step &s) { return s.code.has_value(); });
-        if (last != pending_.rend()) {
-            shown_ = last->code;
-        }
+        shown_ = showing();
     }
     pending_.clear();
     settledFrom_ = 0;

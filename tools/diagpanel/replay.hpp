@@ -78,6 +78,8 @@ class Replay
     void oneByOne();
     // The time, on the clock of play()'s items, before which the display takes no step.
     uint64_t quietUntil() const { return horizon_; }
+    // The code the panel shows after the last display step taken, written out or not yet.
+    std::optional<u32> showing() const;
     // Writes the summary. A replay first runs the display on until its cycle is steady, as the
     // firmware would be left; a live run (`runOn` false) stops where its clock is.
     void finish(std::size_t problems, bool runOn = true);

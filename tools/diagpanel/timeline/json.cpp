@@ -6,19 +6,10 @@
 #include <nlohmann/json.hpp>
 
 #include "host_support/table.hpp"
+#include "tools/diagpanel/timeline/json_fields.hpp"
 #include "tools/diagpanel/timeline/words.hpp"
 
 namespace diagpanel {
-
-namespace {
-
-// The words of the contract, by Event::Kind and by BmcNews.
-constexpr std::array<const char *, 6> kKinds = {"panel",   "repeat", "fault",
-                                                "warning", "input",  "bmc"};
-constexpr std::array<const char *, 9> kBmcNews = {
-    "lost", "still-lost", "back", "full", "cleared", "rewritten", "deleted", "unreadable", "loop"};
-static_assert(kKinds.size() == static_cast<std::size_t>(Event::Kind::Bmc) + 1);
-static_assert(kBmcNews.size() == static_cast<std::size_t>(BmcNews::Loop) + 1);
 
 nlohmann::json codeJson(u32 code)
 {
@@ -31,6 +22,16 @@ nlohmann::json codeJson(u32 code)
     }
     return j;
 }
+
+namespace {
+
+// The words of the contract, by Event::Kind and by BmcNews.
+constexpr std::array<const char *, 6> kKinds = {"panel",   "repeat", "fault",
+                                                "warning", "input",  "bmc"};
+constexpr std::array<const char *, 9> kBmcNews = {
+    "lost", "still-lost", "back", "full", "cleared", "rewritten", "deleted", "unreadable", "loop"};
+static_assert(kKinds.size() == static_cast<std::size_t>(Event::Kind::Bmc) + 1);
+static_assert(kBmcNews.size() == static_cast<std::size_t>(BmcNews::Loop) + 1);
 
 nlohmann::json faultJson(const DIAG_PANEL_MSG_S &m)
 {

@@ -2,6 +2,7 @@
 #include "tools/diagpanel/watch/panel_model.hpp"
 
 #include <array>
+#include <cstdlib>
 
 namespace diagpanel {
 
@@ -55,6 +56,22 @@ bool PanelModel::apply(const nlohmann::json &line)
         ++inputs_;
     }
     return true;
+}
+
+void PanelModel::show(const nlohmann::json &answer)
+{
+    code_ = only(answer, kCodeFields);
+}
+
+std::optional<u32> PanelModel::codeNow() const
+{
+    if (!code_.is_object() || !code_.contains("code") || !code_["code"].is_string()) {
+        return std::nullopt;
+    }
+    const std::string &text = code_["code"].get_ref<const std::string &>();
+    char *end = nullptr;
+    const unsigned long code = strtoul(text.c_str(), &end, 16);
+    return *end == '\0' && !text.empty() ? std::optional(static_cast<u32>(code)) : std::nullopt;
 }
 
 void PanelModel::reset()

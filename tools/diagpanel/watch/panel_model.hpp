@@ -10,6 +10,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include <diagpanel/types.h>
+
 namespace diagpanel {
 
 class PanelModel
@@ -21,12 +23,16 @@ class PanelModel
 
     // One line of the worker's timeline; false when it is not one (then nothing changed).
     bool apply(const nlohmann::json &line);
+    // The code the panel shows now, from the worker's {"kind":"showing"} answer: the timeline
+    // tells a code only once its run of steps ends.
+    void show(const nlohmann::json &answer);
     void reset();
 
     // The fault table as a summary line gives it (fields of a fault line but `change`), ordered
     // by fault type and index.
     nlohmann::json faults() const;
     const nlohmann::json &code() const { return code_; } // the last code shown: a code object
+    std::optional<u32> codeNow() const;                  // the same, as a number
     unsigned long warnings() const { return warnings_; }
     unsigned long inputs() const { return inputs_; }
 

@@ -12,6 +12,7 @@
 
 #include "tools/diagpanel/follow/follow.hpp"
 #include "tools/diagpanel/replay.hpp"
+#include "tools/diagpanel/timeline/json_fields.hpp"
 
 namespace diagpanel {
 
@@ -163,6 +164,7 @@ class Worker
         now.timing = Timing::Offset;
         now.offset = seconds();
         replay_.play(now);
+        tellShowing();
         const uint64_t quiet = replay_.quietUntil();
         const uint64_t step = quiet > liveBase_ ? quiet - liveBase_ : 0;
         const auto next = *live_ + std::chrono::seconds(std::max(now.offset + 1, step));
@@ -171,6 +173,17 @@ class Worker
     }
 
   private:
+    // The timeline tells a code once its run of steps ends; the watcher is told it at once.
+    void tellShowing()
+    {
+        const std::optional<u32> code = replay_.showing();
+        if (code && code != told_) {
+            nlohmann::json line = codeJson(*code);
+            line["kind"] = kShowingAnswer;
+            printf("%s\n", line.dump().c_str());
+            told_ = code;
+        }
+    }
     static ReplayOptions optionsFor(const Setting &setting)
     {
         ReplayOptions options;
@@ -208,7 +221,8 @@ class Worker
     std::unique_ptr<Sink> sink_;
     Replay replay_;
     std::optional<Clock::time_point> live_;
-    uint64_t liveBase_ = 0; // the replay's time when live_ began
+    uint64_t liveBase_ = 0;   // the replay's time when live_ began
+    std::optional<u32> told_; // the code the watcher was last told the panel shows
 };
 
 } // namespace

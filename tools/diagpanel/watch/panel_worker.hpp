@@ -13,7 +13,9 @@
 //   n <news> <number> <text> what the follower noticed of the BMC (BmcNews as an integer)
 // Out: the panel's timeline as JSON Lines (docs/json-lines.md), and {"kind":"restored"} and
 // {"kind":"live"} after every line the inputs before `m` and `l` caused. Once live, the display
-// runs in real time. The worker ends at the end of its input.
+// runs in real time, and each code it comes to show is told at once as {"kind":"showing", and the
+// fields of a panel line}: the timeline tells a code only once the run of steps showing it ends.
+// The worker ends at the end of its input.
 #pragma once
 
 #include <optional>
@@ -42,5 +44,6 @@ std::optional<SelEntry> parseRecord(std::string_view hex);
 // The worker's own answers, never part of a timeline.
 constexpr std::string_view kRestoredAnswer = "restored";
 constexpr std::string_view kLiveAnswer = "live";
+constexpr std::string_view kShowingAnswer = "showing";
 
 } // namespace diagpanel
