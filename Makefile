@@ -7,7 +7,7 @@
 PRESETS := host host-asan host-tsan armhf
 PACKAGES := cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev googletest \
             g++-arm-linux-gnueabihf qemu-user abigail-tools clang libclang-rt-14-dev libfuzzer-14-dev libcli11-dev nlohmann-json3-dev libyaml-cpp-dev valgrind \
-            ipmitool openipmi python3-pyghmi libfreeipmi-dev prometheus-cpp-dev prometheus jq curl clang-format clang-tidy pandoc doxygen shellcheck
+            ipmitool openipmi python3-pyghmi libfreeipmi-dev prometheus-cpp-dev libcpp-httplib-dev libssl-dev libcrypt-dev prometheus jq curl chromium chromium-driver python3-selenium clang-format clang-tidy pandoc doxygen shellcheck
 
 # build-<preset> and test-<preset> are pattern rules, which make does not apply to .PHONY targets.
 .PHONY: all deps check test demo docs bench stress fuzz build-fuzz test-fuzz mutants clean format tidy

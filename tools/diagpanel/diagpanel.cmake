@@ -82,11 +82,14 @@ if(NOT CMAKE_CROSSCOMPILING)
   # The watcher: a pool of IPMI sessions, the state store, and a panel worker a BMC.
   add_library(diagpanel_watcher STATIC ${watch}/watcher.cpp ${watch}/watched_bmc.cpp
     ${watch}/step_pool.cpp ${watch}/panel_link.cpp ${watch}/panel_model.cpp
-    ${watch}/panel_worker.cpp ${watch}/fleet_metrics.cpp)
+    ${watch}/panel_worker.cpp ${watch}/fleet_view.cpp ${watch}/fleet_metrics.cpp
+    ${watch}/web/web_config.cpp ${watch}/web/web_server.cpp ${watch}/web/pages.cpp)
   find_package(Threads REQUIRED)
   find_package(prometheus-cpp CONFIG REQUIRED)
+  find_package(OpenSSL REQUIRED)
+  pkg_check_modules(HTTPLIB REQUIRED IMPORTED_TARGET cpp-httplib)
   target_link_libraries(diagpanel_watcher PUBLIC diagpanel_watch diagpanel_state Threads::Threads
-    prometheus-cpp::pull)
+    prometheus-cpp::core PkgConfig::HTTPLIB OpenSSL::Crypto crypt)
   target_compile_options(diagpanel_watcher PRIVATE ${DIAGPANEL_WARNINGS})
 endif()
 

@@ -78,8 +78,12 @@ Command watchCommand(CLI::App &parent)
         ->required();
     app->add_option("--shard", args->shard, "follow only shard I of N of the targets: I/N");
     app->add_option("--listen", args->watch.listen,
-                    "serve Prometheus metrics at http://ADDR:PORT/metrics (default "
-                    "127.0.0.1:9780; port 0: any free one, said at the start)");
+                    "serve the wall of panels at http://ADDR:PORT/ and Prometheus metrics at "
+                    "/metrics (default 127.0.0.1:9780; port 0: any free one, said at the start)");
+    app->add_option("--web-config", args->watch.webConfig,
+                    "TLS and basic authentication for every path (tls_server_config, "
+                    "basic_auth_users), as Prometheus's exporters read them")
+        ->check(CLI::ExistingFile);
     app->add_option("--events", args->watch.events,
                     "every BMC's timeline as JSON Lines into this file ('-': standard output)");
     return {app, [args] {

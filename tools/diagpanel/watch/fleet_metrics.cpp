@@ -56,14 +56,23 @@ struct Families {
                           "warnings the library logged for the BMC since its panel started",
                           MetricType::Counter,
                           {}};
+    MetricFamily phase{"diagpanel_post_phase",
+                       "1 for the POST phase the panel shows now (none outside POST)",
+                       MetricType::Gauge,
+                       {}};
     MetricFamily answered{"diagpanel_bmc_last_answer_timestamp_seconds",
                           "when the BMC last answered a poll",
                           MetricType::Gauge,
                           {}};
+    MetricFamily recorded{"diagpanel_sel_last_record_timestamp_seconds",
+                          "the SEL time of the last record read that carries one",
+                          MetricType::Gauge,
+                          {}};
     std::vector<MetricFamily> all() &&
     {
-        return {std::move(up),      std::move(state),    std::move(active),   std::move(faults),
-                std::move(records), std::move(commands), std::move(warnings), std::move(answered)};
+        return {std::move(up),       std::move(state),   std::move(active),   std::move(faults),
+                std::move(phase),    std::move(records), std::move(commands), std::move(warnings),
+                std::move(answered), std::move(recorded)};
     }
 };
 
@@ -102,6 +111,11 @@ void collect(const std::string &bmc, const BmcView &view, Families &out)
         out.faults.metric.push_back(sample({{"bmc", bmc}, {"level", std::to_string(level)}},
                                            perLevel[level], MetricType::Gauge));
     }
+    const std::string shown = postPhase(view.code);
+    for (const char *each : kPostPhases) {
+        out.phase.metric.push_back(
+            sample({{"bmc", bmc}, {"phase", each}}, each == shown ? 1 : 0, MetricType::Gauge));
+    }
     out.records.metric.push_back(
         sample(byBmc, static_cast<double>(view.status.records), MetricType::Counter));
     out.commands.metric.push_back(
@@ -112,40 +126,19 @@ void collect(const std::string &bmc, const BmcView &view, Families &out)
         out.answered.metric.push_back(
             sample(byBmc, static_cast<double>(*view.status.lastAnswer), MetricType::Gauge));
     }
+    if (view.status.lastRecord) {
+        out.recorded.metric.push_back(
+            sample(byBmc, static_cast<double>(*view.status.lastRecord), MetricType::Gauge));
+    }
 }
 
 } // namespace
 
-std::vector<ActiveFault> activeFaults(const nlohmann::json &faults)
-{
-    std::vector<ActiveFault> entries;
-    for (const nlohmann::json &entry : faults) {
-        entries.push_back({entry.value("fault_type", 0), entry.value("type", ""),
-                           entry.value("index", ""), entry.value("mask", 0U),
-                           entry.value("level", 0)});
-    }
-    return entries;
-}
-
-void FleetMetrics::update(const std::string &bmc, BmcView view)
-{
-    const std::lock_guard guard(lock_);
-    bmcs_[bmc] = std::move(view);
-}
-
-void FleetMetrics::remove(const std::string &bmc)
-{
-    const std::lock_guard guard(lock_);
-    bmcs_.erase(bmc);
-}
-
 std::vector<MetricFamily> FleetMetrics::Collect() const
 {
     Families families;
-    const std::lock_guard guard(lock_);
-    for (const auto &[bmc, view] : bmcs_) {
-        collect(bmc, view, families);
-    }
+    fleet_.forEach(
+        [&](const std::string &bmc, const BmcView &view) { collect(bmc, view, families); });
     return std::move(families).all();
 }
 

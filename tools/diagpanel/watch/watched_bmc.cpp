@@ -59,6 +59,19 @@ BmcCondition conditionOf(const FollowStep &step)
     return BmcCondition::Following;
 }
 
+// A record's SEL time, when it has a real one: OEM records from E0h on carry none, and times
+// before 20000000h count from the BMC's start.
+void noteRecordTime(const SelEntry &record, WatchedBmc::Status &status)
+{
+    constexpr u8 kFirstUntimed = 0xE0;
+    constexpr u32 kPreInit = 0x20000000u;
+    const u32 stamp = static_cast<u32>(record[3] | record[4] << 8 | record[5] << 16) |
+                      static_cast<u32>(record[6]) << 24;
+    if (record[2] < kFirstUntimed && stamp >= kPreInit && stamp != 0xFFFFFFFFu) {
+        status.lastRecord = stamp;
+    }
+}
+
 std::string noteLine(const BmcNote &note)
 {
     std::string text = note.text;
@@ -87,6 +100,9 @@ WatchedBmc::WatchedBmc(Target target, const Module &module, const Password &pass
     records_ = saved.records;
     toldBefore_ = records_.size();
     status_.records = records_.size();
+    for (const SelEntry &record : records_) {
+        noteRecordTime(record, status_);
+    }
     if (saved.resume) {
         names_ = saved.names;
         workerNames_ = names_;
@@ -152,6 +168,7 @@ void WatchedBmc::handOver(const FollowStep &step)
     for (const SelEntry &record : step.records) {
         records_.push_back(record);
         lines_ += recordLine(live_ ? worker_line::kRead : worker_line::kRestored, record);
+        noteRecordTime(record, status_);
     }
     if (step.poll && step.answered && !live_) {
         live_ = true;

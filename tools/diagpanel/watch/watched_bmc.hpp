@@ -61,6 +61,7 @@ class WatchedBmc
         unsigned long records = 0;
         unsigned long commands = 0;
         std::optional<int64_t> lastAnswer; // Unix time
+        std::optional<int64_t> lastRecord; // the SEL time of the last record read with one
         bool operator==(const Status &) const = default;
     };
     Status status() const;

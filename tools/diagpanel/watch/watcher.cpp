@@ -6,21 +6,22 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <deque>
 #include <mutex>
 #include <poll.h>
 #include <unistd.h>
 
 #include <nlohmann/json.hpp>
-#include <prometheus/exposer.h>
 
 #include "tools/diagpanel/exit_codes.hpp"
 #include "tools/diagpanel/timeline.hpp"
-#include "tools/diagpanel/watch/fleet_metrics.hpp"
+#include "tools/diagpanel/watch/fleet_view.hpp"
 #include "tools/diagpanel/watch/panel_link.hpp"
 #include "tools/diagpanel/watch/panel_model.hpp"
 #include "tools/diagpanel/watch/panel_worker.hpp"
 #include "tools/diagpanel/watch/step_pool.hpp"
 #include "tools/diagpanel/watch/watched_bmc.hpp"
+#include "tools/diagpanel/watch/web/web_server.hpp"
 
 namespace diagpanel {
 
@@ -37,6 +38,7 @@ constexpr std::chrono::seconds kCountersEvery{10};
 constexpr std::chrono::seconds kLongestWorkerWait{60}; // between restarts of a failing worker
 constexpr int kLoopTick = 250;                         // ms: restarts and status are this late
 constexpr const char *kStatusFile = "panel.json";
+constexpr std::size_t kRecentEvents = 30; // of a BMC's, on its page
 
 volatile sig_atomic_t g_stop = 0;
 volatile sig_atomic_t g_reload = 0;
@@ -115,6 +117,10 @@ struct Panel {
     bool significant = true; // its fault table, or the worker's, since then
     Clock::time_point writtenAt{};
     WatchedBmc::Status written;
+    bool fresh = true; // changed since the fleet's view of it
+    WatchedBmc::Status viewed;
+    std::deque<std::string> recent;         // its last events
+    std::optional<WatchedBmc::Status> told; // in the events, its state
 };
 
 class Watcher
@@ -133,8 +139,10 @@ class Watcher
     void startWorker(Panel &panel, Clock::time_point now) const;
     void workerEnded(Panel &panel, Clock::time_point now);
     void take(Panel &panel, const std::string &text);
-    void writeStatus(Panel &panel, Clock::time_point now);
-    bool serveMetrics();
+    void publish(Panel &panel, Clock::time_point now);
+    void writeStatus(Panel &panel, const WatchedBmc::Status &status, Clock::time_point now);
+    void tellEvent(Panel &panel, std::string line);
+    bool serveWeb();
 
     WatchOptions options_;
     std::map<std::string, Password> passwords_; // by module
@@ -143,8 +151,8 @@ class Watcher
     std::map<std::string, std::weak_ptr<WatchedBmc>> leaving_; // let go, maybe mid-step still
     std::vector<Target> waiting_; // to follow once the BMC's last run has let go of its state
     std::optional<StepPool> pool_;
-    std::shared_ptr<FleetMetrics> metrics_ = std::make_shared<FleetMetrics>();
-    std::optional<prometheus::Exposer> exposer_;
+    FleetView fleet_;
+    std::unique_ptr<WebServer> web_;
     int wakeRead_ = -1;
     int events_ = -1;
     bool ownEvents_ = false;
@@ -155,7 +163,7 @@ class Watcher
 
 Watcher::~Watcher()
 {
-    exposer_.reset();
+    web_.reset();
     pool_.reset(); // no step runs on: the workers can be ended
     for (auto &[name, panel] : panels_) {
         panel->link.closeInput();
@@ -245,7 +253,7 @@ void Watcher::letGo(const std::string &name)
     }
     Panel &panel = *found->second;
     panel.bmc->retire();
-    metrics_->remove(name);
+    fleet_.remove(name);
     leaving_[name] = panel.bmc;
     panel.link.stop();
     panels_.erase(found);
@@ -306,22 +314,43 @@ void Watcher::workerEnded(Panel &panel, Clock::time_point now)
 void Watcher::take(Panel &panel, const std::string &text)
 {
     const nlohmann::json line = nlohmann::json::parse(text, nullptr, false);
-    if (line.is_object() && line.value("kind", "") == kRestoredAnswer) {
+    const std::string kind = line.is_object() ? line.value("kind", "") : "";
+    if (kind == kRestoredAnswer) {
         panel.restored = true;
         panel.significant = true;
         return;
     }
-    if (line.is_object() && line.value("kind", "") == kLiveAnswer) {
+    if (kind == kLiveAnswer) {
+        return;
+    }
+    if (kind == kShowingAnswer) {
+        panel.model.show(line);
+        panel.changed = panel.fresh = true;
         return;
     }
     if (!panel.model.apply(line)) {
         say(panel.bmc->target().name + ": its panel worker wrote what is not a timeline line");
         return;
     }
-    panel.changed = true;
-    panel.significant = panel.significant || line.value("kind", "") == "fault";
+    panel.changed = panel.fresh = true;
+    panel.significant = panel.significant || kind == "fault";
     // What the timeline showed before the restored records end was shown by an earlier run.
-    if (panel.restored && events_ >= 0 && !writeAll(events_, text + '\n')) {
+    if (panel.restored) {
+        tellEvent(panel, text);
+    }
+}
+
+// An event, with when the watcher heard of it: on the BMC's page, and in --events.
+void Watcher::tellEvent(Panel &panel, std::string line)
+{
+    if (line.ends_with('}')) {
+        line.insert(line.size() - 1, R"(,"at":")" + calendar(time(nullptr)) + '"');
+    }
+    panel.recent.push_back(line);
+    if (panel.recent.size() > kRecentEvents) {
+        panel.recent.pop_front();
+    }
+    if (events_ >= 0 && !writeAll(events_, line + '\n')) {
         say(std::string("the events cannot be written: ") + strerror(errno));
         events_ = -1;
     }
@@ -349,17 +378,45 @@ void Watcher::serve(Panel &panel, short events, Clock::time_point now)
     }
 }
 
-void Watcher::writeStatus(Panel &panel, Clock::time_point now)
+// The BMC's state as its events tell it, its view as the web server shows it, and its panel.json.
+void Watcher::publish(Panel &panel, Clock::time_point now)
 {
     const WatchedBmc::Status status = panel.bmc->status();
+    const Target &target = panel.bmc->target();
+    if (!panel.told || panel.told->condition != status.condition || panel.told->why != status.why) {
+        nlohmann::json line = {{"schema", kJsonSchema},
+                               {"kind", "state"},
+                               {"bmc", target.name},
+                               {"board", hex32(target.board)},
+                               {"state", conditionWord(status.condition)}};
+        if (!status.why.empty()) {
+            line["why"] = status.why;
+        }
+        tellEvent(panel, line.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
+        panel.told = status;
+        panel.fresh = true;
+    }
     // While a worker rebuilds the table, it is not yet what the BMC's panel shows.
-    const bool rebuilding = !panel.restored && panel.startedAt != Clock::time_point{};
+    if (!panel.restored && panel.startedAt != Clock::time_point{}) {
+        return;
+    }
+    if (panel.fresh || status != panel.viewed) {
+        fleet_.update(target.name,
+                      {hex32(target.board), target.labels, status, panel.model.warnings(),
+                       activeFaults(panel.model.faults()), panel.model.codeNow(), panel.recent});
+        panel.fresh = false;
+        panel.viewed = status;
+    }
+    writeStatus(panel, status, now);
+}
+
+void Watcher::writeStatus(Panel &panel, const WatchedBmc::Status &status, Clock::time_point now)
+{
     const bool significant = panel.significant || status.condition != panel.written.condition ||
                              status.why != panel.written.why ||
                              status.records != panel.written.records;
     const bool changed = panel.changed || status != panel.written;
-    if (rebuilding || !changed ||
-        now - panel.writtenAt < (significant ? kStatusEvery : kCountersEvery)) {
+    if (!changed || now - panel.writtenAt < (significant ? kStatusEvery : kCountersEvery)) {
         return;
     }
     const Target &target = panel.bmc->target();
@@ -381,28 +438,37 @@ void Watcher::writeStatus(Panel &panel, Clock::time_point now)
     }
     writeFileAtomically(panel.bmc->statePath() + "/" + kStatusFile,
                         j.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + '\n');
-    metrics_->update(target.name, {hex32(target.board), target.labels, status,
-                                   panel.model.warnings(), activeFaults(j["faults"])});
     panel.changed = false;
     panel.significant = false;
     panel.written = status;
     panel.writtenAt = now;
 }
 
-// /metrics on the address asked for, collected from the BMCs' views at each scrape.
-bool Watcher::serveMetrics()
+// The metrics and pages on the address asked for.
+bool Watcher::serveWeb()
 {
-    try {
-        exposer_.emplace(options_.listen, 1);
-    } catch (const std::exception &e) {
-        say("cannot listen on " + options_.listen + ": " + e.what());
+    WebConfig config;
+    if (!options_.webConfig.empty()) {
+        try {
+            config = readWebConfig(options_.webConfig);
+        } catch (const InventoryError &e) {
+            say(e.what());
+            return false;
+        }
+    }
+    std::string why;
+    web_ = WebServer::start(options_.listen, config, fleet_, why);
+    if (!web_) {
+        say(why);
         return false;
     }
-    exposer_->RegisterCollectable(metrics_);
-    const std::vector<int> ports = exposer_->GetListeningPorts();
     const std::string host = options_.listen.substr(0, options_.listen.rfind(':'));
-    say("metrics on http://" + host + ":" + (ports.empty() ? "?" : std::to_string(ports[0])) +
-        "/metrics, without TLS or authentication");
+    const std::string base = std::string(config.certFile ? "https://" : "http://") + host + ":" +
+                             std::to_string(web_->port());
+    const char *tls = config.certFile ? "with TLS" : "without TLS";
+    const char *users =
+        config.users.empty() ? "without authentication" : "with basic authentication";
+    say("metrics on " + base + "/metrics, panels on " + base + "/, " + tls + ", " + users);
     return true;
 }
 
@@ -433,7 +499,7 @@ int Watcher::run()
         }
         wake();
     });
-    if (!load(true) || !serveMetrics()) {
+    if (!serveWeb() || !load(true)) {
         return kExitUsage;
     }
     say("following " + std::to_string(inventory_.targets.size()) + " BMCs" +
@@ -484,7 +550,7 @@ int Watcher::run()
             nextPass = now + std::chrono::milliseconds(kLoopTick);
             for (auto &[name, panel] : panels_) {
                 serve(*panel, 0, now);
-                writeStatus(*panel, now);
+                publish(*panel, now);
             }
         }
         if (g_reload != 0 || now - checkedAt >= kInventoryCheck) {

@@ -2,8 +2,8 @@
 // diagpanel watch: the panels of a fleet of BMCs from one process. Every BMC of the inventory (of
 // this watcher's shard) is followed by a pool of IPMI sessions, its records kept under the state
 // dir, and shown by the real library in a panel worker of its own; what each panel holds is
-// written to DIR/<BMC>/panel.json and served as Prometheus metrics, and the timelines, with
-// --events, written as JSON Lines.
+// written to DIR/<BMC>/panel.json and served over HTTP (Prometheus metrics, the wall of panels),
+// and the timelines and the BMCs' changes of state, with --events, written as JSON Lines.
 #pragma once
 
 #include <string>
@@ -19,6 +19,7 @@ struct WatchOptions {
     Shard shard;
     std::string events;                    // "-": standard output; empty: none
     std::string listen = "127.0.0.1:9780"; // where /metrics is served; port 0: any free one
+    std::string webConfig;                 // TLS and basic authentication; empty: neither
     std::string program;                   // this program, which the panel workers run as
 };
 
