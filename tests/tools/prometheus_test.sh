@@ -3,7 +3,9 @@
 # diagpanel watch scraped by a real Prometheus: two simulated BMCs (ipmi_sim) with different SELs,
 # one watcher, one Prometheus, each on a free port of 127.0.0.1 and stopped by process id. What
 # Prometheus's query API, its alerts and the example console say is what replay makes of the
-# records kept; a cleared fault's series goes within a few scrapes. Every wait is bounded.
+# records kept; a cleared fault's series goes within a few scrapes. The watcher serves over TLS with
+# basic authentication: Prometheus scrapes with the credentials, a request without gets 401.
+# Every wait is bounded.
 #   prometheus_test.sh TOOL    exit 77 (skipped) without ipmi_sim, ipmitool, jq, curl or prometheus
 # shellcheck disable=SC2016 # jq's $bmc expands in jq
 set -u
@@ -40,16 +42,24 @@ chmod 600 "$work/pw"
 jq -n --arg a "$(cat "$work/a/name")" --arg b "$(cat "$work/b/name")" '[{targets: [$a, $b]}]' >"$work/targets.json"
 echo "modules: {default: {user: admin, password_file: $work/pw, interval: 0.2, board: \"0x01030103\"}}
 target_files: [$work/targets.json]" >"$work/watch.yml"
-timeout 120 "$tool" watch --config "$work/watch.yml" --state-dir "$work/state" --listen 127.0.0.1:0 2>"$work/watch.err" &
+openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -days 1 -subj /CN=127.0.0.1 \
+    -addext subjectAltName=IP:127.0.0.1 -keyout "$work/web.key" -out "$work/web.crt" 2>/dev/null || fail "openssl"
+hash=$(/usr/bin/python3 -W ignore -c 'import crypt; print(crypt.crypt("scrape-pw", crypt.mksalt(crypt.METHOD_BLOWFISH)))')
+printf 'tls_server_config: {cert_file: web.crt, key_file: web.key}\nbasic_auth_users: {prometheus: "%s"}\n' "$hash" >"$work/web.yml"
+timeout 120 "$tool" watch --config "$work/watch.yml" --state-dir "$work/state" --listen 127.0.0.1:0 \
+    --web-config "$work/web.yml" 2>"$work/watch.err" &
 pids+=($!)
-for _ in $(seq 100); do grep -q "metrics on http://" "$work/watch.err" && break; sleep 0.1; done
-metrics=$(sed -n 's|.*metrics on http://\(127.0.0.1:[0-9]*\)/metrics.*|\1|p' "$work/watch.err")
+for _ in $(seq 100); do grep -q "metrics on https://" "$work/watch.err" && break; sleep 0.1; done
+metrics=$(sed -n 's|.*metrics on https://\(127.0.0.1:[0-9]*\)/metrics.*|\1|p' "$work/watch.err")
 [ -n "$metrics" ] || fail "the watcher does not say where its metrics are"
+scrape() { curl -s -o /dev/null -w '%{http_code}' --cacert "$work/web.crt" "$@" "https://$metrics/metrics"; }
+[ "$(scrape)$(scrape -u prometheus:wrong)$(scrape -u prometheus:scrape-pw)" = 401401200 ] || fail "access: $(scrape)"
 
 # Prometheus scraping the watcher each second, its rules the example's; a taken port, another.
 echo "global: {scrape_interval: 1s, evaluation_interval: 1s}
 rule_files: [$examples/diagpanel-alerts.yml]
-scrape_configs: [{job_name: diagpanel, static_configs: [{targets: [\"$metrics\"]}]}]" >"$work/prometheus.yml"
+scrape_configs: [{job_name: diagpanel, scheme: https, tls_config: {ca_file: $work/web.crt},
+  basic_auth: {username: prometheus, password: scrape-pw}, static_configs: [{targets: [\"$metrics\"]}]}]" >"$work/prometheus.yml"
 mkdir "$work/consoles" && cp "$examples/diagpanel.html" "$work/consoles/"
 for _ in 1 2 3 4 5; do
     api=http://127.0.0.1:$((20000 + RANDOM % 30000))

@@ -81,6 +81,10 @@ if(NOT CMAKE_CROSSCOMPILING AND NOT DIAGPANEL_SANITIZE)
   add_test(NAME tool_watch_prometheus
     COMMAND ${CMAKE_CURRENT_LIST_DIR}/prometheus_test.sh $<TARGET_FILE:diagpanel>)
   set_tests_properties(tool_watch_prometheus PROPERTIES SKIP_RETURN_CODE 77 TIMEOUT 120)
+  # The wall of panels in headless Chromium; its screenshot kept in the build folder.
+  add_test(NAME tool_watch_wall
+    COMMAND ${CMAKE_CURRENT_LIST_DIR}/wall_test.sh $<TARGET_FILE:diagpanel> ${CMAKE_BINARY_DIR}/wall.png)
+  set_tests_properties(tool_watch_wall PROPERTIES SKIP_RETURN_CODE 77 TIMEOUT 180)
   # follow against a BMC that misbehaves on purpose (host/fake_bmc, on pyghmi), a run each way.
   add_test(NAME tool_follow_hostile_bmc
     COMMAND ${CMAKE_CURRENT_LIST_DIR}/hostile_bmc_test.sh $<TARGET_FILE:diagpanel>)
