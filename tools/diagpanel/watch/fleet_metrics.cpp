@@ -3,6 +3,8 @@
 
 #include <cstdio>
 
+#include <prometheus/text_serializer.h>
+
 namespace diagpanel {
 
 namespace {
@@ -33,113 +35,165 @@ ClientMetric sample(Labels labels, double value, MetricType type)
     return metric;
 }
 
-// The families in the order a scrape lists them.
-struct Families {
-    MetricFamily up{"diagpanel_bmc_up", "1 while the BMC answers, else 0", MetricType::Gauge, {}};
-    MetricFamily state{
-        "diagpanel_bmc_state", "1 for the BMC's current state", MetricType::Gauge, {}};
-    MetricFamily active{"diagpanel_fault_active",
-                        "1 for each active entry of the fault table",
-                        MetricType::Gauge,
-                        {}};
-    MetricFamily faults{
-        "diagpanel_faults", "active entries of the fault table, by level", MetricType::Gauge, {}};
-    MetricFamily records{"diagpanel_sel_records_read_total",
-                         "SEL records read from the BMC",
-                         MetricType::Counter,
-                         {}};
-    MetricFamily commands{"diagpanel_ipmi_commands_total",
-                          "IPMI commands sent to the BMC since the watcher started",
-                          MetricType::Counter,
-                          {}};
-    MetricFamily warnings{"diagpanel_library_warnings_total",
-                          "warnings the library logged for the BMC since its panel started",
-                          MetricType::Counter,
-                          {}};
-    MetricFamily phase{"diagpanel_post_phase",
-                       "1 for the POST phase the panel shows now (none outside POST)",
-                       MetricType::Gauge,
-                       {}};
-    MetricFamily answered{"diagpanel_bmc_last_answer_timestamp_seconds",
-                          "when the BMC last answered a poll",
-                          MetricType::Gauge,
-                          {}};
-    MetricFamily recorded{"diagpanel_sel_last_record_timestamp_seconds",
-                          "the SEL time of the last record read that carries one",
-                          MetricType::Gauge,
-                          {}};
-    std::vector<MetricFamily> all() &&
-    {
-        return {std::move(up),       std::move(state),   std::move(active),   std::move(faults),
-                std::move(phase),    std::move(records), std::move(commands), std::move(warnings),
-                std::move(answered), std::move(recorded)};
-    }
-};
-
-void collect(const std::string &bmc, const BmcView &view, Families &out)
+MetricFamily family(const char *name, const char *help, MetricType type)
 {
-    const Labels byBmc{{"bmc", bmc}};
-    Labels own{{"bmc", bmc}, {"board", view.board}};
-    for (const auto &[name, value] : view.labels) {
+    return {name, help, type, {}};
+}
+
+// The families in the order a scrape lists them: the steady ones, then the counters.
+std::array<MetricFamily, FleetMetrics::kSteadyFamilies> steadyFamilies()
+{
+    return {
+        family("diagpanel_bmc_up", "1 while the BMC answers, else 0", MetricType::Gauge),
+        family("diagpanel_bmc_state", "1 for the BMC's current state", MetricType::Gauge),
+        family("diagpanel_fault_active", "1 for each active entry of the fault table",
+               MetricType::Gauge),
+        family("diagpanel_faults", "active entries of the fault table, by level",
+               MetricType::Gauge),
+        family("diagpanel_post_phase",
+               "1 for the POST phase the panel shows now (none outside POST)", MetricType::Gauge),
+    };
+}
+enum Steady { kUp, kState, kActive, kFaults, kPhase };
+
+constexpr std::size_t kCounterFamilies = 5;
+std::array<MetricFamily, kCounterFamilies> counterFamilies()
+{
+    return {
+        family("diagpanel_sel_records_read_total", "SEL records read from the BMC",
+               MetricType::Counter),
+        family("diagpanel_ipmi_commands_total",
+               "IPMI commands sent to the BMC since the watcher started", MetricType::Counter),
+        family("diagpanel_library_warnings_total",
+               "warnings the library logged for the BMC since its panel started",
+               MetricType::Counter),
+        family("diagpanel_bmc_last_answer_timestamp_seconds", "when the BMC last answered a poll",
+               MetricType::Gauge),
+        family("diagpanel_sel_last_record_timestamp_seconds",
+               "the SEL time of the last record read that carries one", MetricType::Gauge),
+    };
+}
+enum Counter { kRecords, kCommands, kWarnings, kAnswered, kRecorded };
+
+std::string serialize(const MetricFamily &family)
+{
+    return prometheus::TextSerializer().Serialize({family});
+}
+
+// What the serializer writes of a family before its first sample.
+const std::array<std::string, FleetMetrics::kSteadyFamilies> &steadyHeads()
+{
+    static const std::array<std::string, FleetMetrics::kSteadyFamilies> heads = [] {
+        std::array<std::string, FleetMetrics::kSteadyFamilies> written;
+        const auto families = steadyFamilies();
+        for (std::size_t i = 0; i < written.size(); ++i) {
+            written[i] = serialize(families[i]);
+        }
+        return written;
+    }();
+    return heads;
+}
+
+// A BMC's samples of the steady families.
+std::array<MetricFamily, FleetMetrics::kSteadyFamilies>
+steadySamples(const std::string &bmc, const std::string &board,
+              const std::map<std::string, std::string> &labels, BmcCondition condition,
+              const std::vector<ActiveFault> &faults, const std::string &phase)
+{
+    auto out = steadyFamilies();
+    Labels own{{"bmc", bmc}, {"board", board}};
+    for (const auto &[name, value] : labels) {
         if (ownLabel(name)) {
             own.push_back({name, value});
         }
     }
-    const BmcCondition condition = view.status.condition;
     const bool answering =
         condition == BmcCondition::Following || condition == BmcCondition::Unhealthy;
-    out.up.metric.push_back(sample(own, answering ? 1 : 0, MetricType::Gauge));
+    out[kUp].metric.push_back(sample(own, answering ? 1 : 0, MetricType::Gauge));
     for (const BmcCondition each : kConditions) {
-        out.state.metric.push_back(sample({{"bmc", bmc}, {"state", conditionWord(each)}},
-                                          each == condition ? 1 : 0, MetricType::Gauge));
+        out[kState].metric.push_back(sample({{"bmc", bmc}, {"state", conditionWord(each)}},
+                                            each == condition ? 1 : 0, MetricType::Gauge));
     }
     int perLevel[kLevels + 1] = {};
-    for (const ActiveFault &entry : view.faults) {
+    for (const ActiveFault &entry : faults) {
         perLevel[entry.level >= 1 && entry.level <= kLevels ? entry.level : 0] += 1;
         char mask[16];
         snprintf(mask, sizeof mask, "0x%08x", entry.mask);
-        out.active.metric.push_back(sample({{"bmc", bmc},
-                                            {"board", view.board},
-                                            {"type", std::to_string(entry.type)},
-                                            {"index", entry.index},
-                                            {"mask", mask},
-                                            {"level", std::to_string(entry.level)},
-                                            {"fault", entry.name + " " + entry.index}},
-                                           1, MetricType::Gauge));
+        out[kActive].metric.push_back(sample({{"bmc", bmc},
+                                              {"board", board},
+                                              {"type", std::to_string(entry.type)},
+                                              {"index", entry.index},
+                                              {"mask", mask},
+                                              {"level", std::to_string(entry.level)},
+                                              {"fault", entry.name + " " + entry.index}},
+                                             1, MetricType::Gauge));
     }
     for (int level = 1; level <= kLevels; ++level) {
-        out.faults.metric.push_back(sample({{"bmc", bmc}, {"level", std::to_string(level)}},
-                                           perLevel[level], MetricType::Gauge));
+        out[kFaults].metric.push_back(sample({{"bmc", bmc}, {"level", std::to_string(level)}},
+                                             perLevel[level], MetricType::Gauge));
     }
-    const std::string shown = postPhase(view.code);
     for (const char *each : kPostPhases) {
-        out.phase.metric.push_back(
-            sample({{"bmc", bmc}, {"phase", each}}, each == shown ? 1 : 0, MetricType::Gauge));
+        out[kPhase].metric.push_back(
+            sample({{"bmc", bmc}, {"phase", each}}, each == phase ? 1 : 0, MetricType::Gauge));
     }
-    out.records.metric.push_back(
-        sample(byBmc, static_cast<double>(view.status.records), MetricType::Counter));
-    out.commands.metric.push_back(
-        sample(byBmc, static_cast<double>(view.status.commands), MetricType::Counter));
-    out.warnings.metric.push_back(
-        sample(byBmc, static_cast<double>(view.warnings), MetricType::Counter));
+    return out;
+}
+
+void addCounters(const std::string &bmc, const BmcView &view,
+                 std::array<MetricFamily, kCounterFamilies> &out)
+{
+    const Labels byBmc{{"bmc", bmc}};
+    const auto add = [&](Counter which, double value) {
+        out[which].metric.push_back(sample(byBmc, value, out[which].type));
+    };
+    add(kRecords, static_cast<double>(view.status.records));
+    add(kCommands, static_cast<double>(view.status.commands));
+    add(kWarnings, static_cast<double>(view.warnings));
     if (view.status.lastAnswer) {
-        out.answered.metric.push_back(
-            sample(byBmc, static_cast<double>(*view.status.lastAnswer), MetricType::Gauge));
+        add(kAnswered, static_cast<double>(*view.status.lastAnswer));
     }
     if (view.status.lastRecord) {
-        out.recorded.metric.push_back(
-            sample(byBmc, static_cast<double>(*view.status.lastRecord), MetricType::Gauge));
+        add(kRecorded, static_cast<double>(*view.status.lastRecord));
     }
 }
 
 } // namespace
 
-std::vector<MetricFamily> FleetMetrics::Collect() const
+std::string FleetMetrics::text()
 {
-    Families families;
-    fleet_.forEach(
-        [&](const std::string &bmc, const BmcView &view) { collect(bmc, view, families); });
-    return std::move(families).all();
+    const std::lock_guard guard(lock_);
+    const auto &heads = steadyHeads();
+    std::array<std::string, kSteadyFamilies> bodies;
+    auto counters = counterFamilies();
+    std::map<std::string, Kept> kept;
+    fleet_.forEach([&](const std::string &bmc, const BmcView &view) {
+        Steady from{view.status.condition, view.board, view.labels, view.faults,
+                    postPhase(view.code)};
+        Kept &now = kept[bmc];
+        if (const auto before = kept_.find(bmc);
+            before != kept_.end() && before->second.from == from) {
+            now = std::move(before->second);
+        } else {
+            const auto families = steadySamples(bmc, from.board, from.labels, from.condition,
+                                                from.faults, from.phase);
+            for (std::size_t i = 0; i < kSteadyFamilies; ++i) {
+                now.lines[i] = serialize(families[i]).substr(heads[i].size());
+            }
+            now.from = std::move(from);
+        }
+        for (std::size_t i = 0; i < kSteadyFamilies; ++i) {
+            bodies[i] += now.lines[i];
+        }
+        addCounters(bmc, view, counters);
+    });
+    kept_ = std::move(kept); // BMCs let go are forgotten
+    std::string text;
+    for (std::size_t i = 0; i < kSteadyFamilies; ++i) {
+        text += heads[i];
+        text += bodies[i];
+    }
+    text += prometheus::TextSerializer().Serialize({counters.begin(), counters.end()});
+    return text;
 }
 
 } // namespace diagpanel

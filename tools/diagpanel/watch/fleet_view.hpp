@@ -28,6 +28,7 @@ struct ActiveFault {
     std::string index; // "B3"
     u32 mask = 0;
     int level = 0;
+    bool operator==(const ActiveFault &) const = default;
 };
 // The entries of panel.json's "faults".
 std::vector<ActiveFault> activeFaults(const nlohmann::json &faults);

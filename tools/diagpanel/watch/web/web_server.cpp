@@ -6,7 +6,6 @@
 #include <thread>
 
 #include <httplib.h>
-#include <prometheus/text_serializer.h>
 
 #include "tools/diagpanel/watch/fleet_metrics.hpp"
 #include "tools/diagpanel/watch/web/pages.hpp"
@@ -151,8 +150,7 @@ void HttpWebServer::route()
         return httplib::Server::HandlerResponse::Handled;
     });
     server_->Get("/metrics", [this](const httplib::Request &, httplib::Response &res) {
-        res.set_content(prometheus::TextSerializer().Serialize(metrics_.Collect()),
-                        "text/plain; version=0.0.4; charset=utf-8");
+        res.set_content(metrics_.text(), "text/plain; version=0.0.4; charset=utf-8");
     });
     server_->Get("/", [](const httplib::Request &, httplib::Response &res) {
         res.set_content(wallPage(), "text/html; charset=utf-8");
