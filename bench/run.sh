@@ -133,6 +133,7 @@ fi
 echo
 echo "== diagpanel watch over a fleet of simulated BMCs (ipmi_sim on 127.0.0.1; WATCH_BMCS, 1,000)"
 run "$here/watch.sh" "$host"
+run "$host/bench/bench_scrape"
 
 echo
 echo "== size and heap on armhf"
