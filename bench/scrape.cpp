@@ -76,7 +76,7 @@ int main()
         fleet.update("bmc-" + std::to_string(n) + ".example.com:623", busyBmc(n));
     }
     std::string why;
-    const auto server = diagpanel::WebServer::start("127.0.0.1:0", {}, fleet, why);
+    const auto server = diagpanel::WebServer::start("127.0.0.1:0", {}, fleet, "", why);
     if (!server) {
         fprintf(stderr, "bench_scrape: %s\n", why.c_str());
         return 1;

@@ -73,6 +73,9 @@ try:
     table = browser.find_element(By.TAG_NAME, "table").text
     if "memory B3" not in table:
         sys.exit(f"FAILED: {first}'s page lacks its memory B3 fault: {table}")
+    # Its timeline, drawn by replay from the records kept.
+    WebDriverWait(browser, 30).until(lambda b: b.execute_script(
+        'const i = document.querySelector("img.timeline"); return i.complete && i.naturalWidth > 0'))
 finally:
     browser.quit()
 print("wall: OK")

@@ -83,7 +83,8 @@ if(NOT CMAKE_CROSSCOMPILING)
   add_library(diagpanel_watcher STATIC ${watch}/watcher.cpp ${watch}/watched_bmc.cpp
     ${watch}/step_pool.cpp ${watch}/panel_link.cpp ${watch}/panel_model.cpp
     ${watch}/panel_worker.cpp ${watch}/fleet_view.cpp ${watch}/fleet_metrics.cpp
-    ${watch}/web/web_config.cpp ${watch}/web/web_server.cpp ${watch}/web/pages.cpp)
+    ${watch}/web/web_config.cpp ${watch}/web/web_server.cpp ${watch}/web/pages.cpp
+    ${watch}/web/timeline_drawing.cpp)
   find_package(Threads REQUIRED)
   find_package(prometheus-cpp CONFIG REQUIRED)
   find_package(OpenSSL REQUIRED)

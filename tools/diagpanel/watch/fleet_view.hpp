@@ -42,6 +42,7 @@ struct BmcView {
     std::vector<ActiveFault> faults;
     std::optional<u32> code;        // the panel's code now, once it showed one
     std::deque<std::string> recent; // its last events, JSON lines, oldest first
+    std::string records;            // the file of the records kept, as replay reads it
     uint64_t version = 0;           // of the fleet's views, when this one last changed
 };
 

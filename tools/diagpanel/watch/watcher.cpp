@@ -403,7 +403,8 @@ void Watcher::publish(Panel &panel, Clock::time_point now)
     if (panel.fresh || status != panel.viewed) {
         fleet_.update(target.name,
                       {hex32(target.board), target.labels, status, panel.model.warnings(),
-                       activeFaults(panel.model.faults()), panel.model.codeNow(), panel.recent});
+                       activeFaults(panel.model.faults()), panel.model.codeNow(), panel.recent,
+                       panel.bmc->statePath() + "/records.bin"});
         panel.fresh = false;
         panel.viewed = status;
     }
@@ -457,7 +458,7 @@ bool Watcher::serveWeb()
         }
     }
     std::string why;
-    web_ = WebServer::start(options_.listen, config, fleet_, why);
+    web_ = WebServer::start(options_.listen, config, fleet_, options_.program, why);
     if (!web_) {
         say(why);
         return false;

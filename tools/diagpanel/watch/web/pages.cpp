@@ -38,7 +38,7 @@ main{padding:16px}
 .count.l0{color:var(--ok)}.count.l1{color:var(--l1)}.count.l2{color:var(--l2)}.count.l3{color:var(--l3)}
 table{border-collapse:collapse;background:#fff}
 td,th{padding:4px 10px;border-bottom:1px solid #ddd;text-align:left}
-pre{background:#fff;padding:8px;overflow:auto;max-height:28em}
+img.timeline{max-width:100%;background:#fff}
 )css";
 
 // The words a BMC's state is shown with.
@@ -178,6 +178,27 @@ std::string head(const std::string &title)
            escape(title) + "</title><style>" + kStyle + "</style></head><body>";
 }
 
+// An event line in words: what the text timeline would say of it.
+std::string eventWords(const nlohmann::json &event)
+{
+    const std::string kind = event.value("kind", "");
+    if (kind == "fault") {
+        return event.value("change", "") + " " + event.value("type", "") + " " +
+               event.value("index", "") + ", level " + std::to_string(event.value("level", 0));
+    }
+    if (kind == "panel") {
+        return event.value("words", "");
+    }
+    if (kind == "repeat") {
+        return "the last codes repeat, " + std::to_string(event.value("times", 0)) + " times";
+    }
+    if (kind == "state") {
+        return event.value("state", "") +
+               (event.contains("why") ? ": " + event.value("why", "") : "");
+    }
+    return event.value("text", ""); // input, warning, bmc
+}
+
 int worstLevel(const BmcView &view)
 {
     int worst = 0;
@@ -256,11 +277,19 @@ std::string bmcPage(const std::string &bmc, const BmcView &view)
         }
         page += "</table>";
     }
-    page += "<h2>Last events</h2><pre>";
+    page += "<h2>Timeline</h2><p><img class='timeline' alt='the timeline of the records kept, as "
+            "diagpanel replay --svg draws it' src='/bmc/" +
+            escape(bmc) + "/timeline.svg'></p>";
+    page += "<h2>Last events</h2><table><tr><th>heard</th><th>kind</th><th>what</th></tr>";
     for (std::size_t i = view.recent.size(); i-- > 0;) { // newest first
-        page += escape(view.recent[i]) + "\n";
+        const nlohmann::json event = nlohmann::json::parse(view.recent[i], nullptr, false);
+        if (event.is_object()) {
+            page += "<tr><td>" + escape(event.value("at", "")) + "</td><td>" +
+                    escape(event.value("kind", "")) + "</td><td>" + escape(eventWords(event)) +
+                    "</td></tr>";
+        }
     }
-    page += "</pre><p class='small'>" + std::to_string(view.status.records) + " records read, " +
+    page += "</table><p class='small'>" + std::to_string(view.status.records) + " records read, " +
             std::to_string(view.status.commands) + " IPMI commands, " +
             std::to_string(view.warnings) + " library warnings</p></main>";
     // Live: the page is fetched again when this BMC changes, and its main part swapped in.

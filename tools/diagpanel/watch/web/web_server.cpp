@@ -9,6 +9,7 @@
 
 #include "tools/diagpanel/watch/fleet_metrics.hpp"
 #include "tools/diagpanel/watch/web/pages.hpp"
+#include "tools/diagpanel/watch/web/timeline_drawing.hpp"
 
 namespace diagpanel {
 
@@ -70,7 +71,8 @@ struct Stream {
 class HttpWebServer final : public WebServer
 {
   public:
-    HttpWebServer(const WebConfig &config, FleetView &fleet) : fleet_(fleet), metrics_(fleet)
+    HttpWebServer(const WebConfig &config, FleetView &fleet, const std::string &program)
+        : fleet_(fleet), metrics_(fleet), timelines_(program)
     {
         if (config.certFile) {
             server_ = std::make_unique<httplib::SSLServer>(config.certFile->c_str(),
@@ -126,6 +128,7 @@ class HttpWebServer final : public WebServer
 
     FleetView &fleet_;
     FleetMetrics metrics_;
+    TimelineDrawing timelines_;
     std::unique_ptr<httplib::Server> server_;
     bool tls_ = false;
     std::optional<Gate> gate_;
@@ -154,6 +157,18 @@ void HttpWebServer::route()
     });
     server_->Get("/", [](const httplib::Request &, httplib::Response &res) {
         res.set_content(wallPage(), "text/html; charset=utf-8");
+    });
+    server_->Get("/bmc/(.+)/timeline.svg", [this](const httplib::Request &req,
+                                                  httplib::Response &res) {
+        const std::string bmc = req.matches[1];
+        const std::optional<BmcView> view = fleet_.one(bmc);
+        const std::optional<std::string> drawing = view ? timelines_.of(bmc, *view) : std::nullopt;
+        if (drawing) {
+            res.set_content(*drawing, "image/svg+xml");
+        } else {
+            res.status = 404;
+            res.set_content("no timeline of that BMC\n", "text/plain");
+        }
     });
     server_->Get("/bmc/(.+)", [this](const httplib::Request &req, httplib::Response &res) {
         const std::string bmc = req.matches[1];
@@ -199,9 +214,10 @@ void HttpWebServer::route()
 } // namespace
 
 std::unique_ptr<WebServer> WebServer::start(const std::string &listen, const WebConfig &config,
-                                            FleetView &fleet, std::string &why)
+                                            FleetView &fleet, const std::string &program,
+                                            std::string &why)
 {
-    auto server = std::make_unique<HttpWebServer>(config, fleet);
+    auto server = std::make_unique<HttpWebServer>(config, fleet, program);
     if (!server->start(listen, config, why)) {
         return nullptr;
     }

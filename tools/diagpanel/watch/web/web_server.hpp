@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The watcher's web server: /metrics for Prometheus, the wall of panels at /, one BMC's page at
-// /bmc/NAME, the tiles as JSON at /api/bmcs and their changes as server-sent events at /events.
+// /bmc/NAME with its timeline at /bmc/NAME/timeline.svg, the tiles as JSON at /api/bmcs and
+// their changes as server-sent events at /events.
 // A web config turns on TLS and basic authentication for every path.
 #pragma once
 
@@ -16,8 +17,10 @@ class WebServer
 {
   public:
     // Listens on "host:port" (port 0: any free one); nullptr, with why, when it cannot.
+    // `program`: this program, whose replay draws the timelines (none: no timelines).
     static std::unique_ptr<WebServer> start(const std::string &listen, const WebConfig &config,
-                                            FleetView &fleet, std::string &why);
+                                            FleetView &fleet, const std::string &program,
+                                            std::string &why);
     virtual ~WebServer() = default;
     virtual int port() const = 0;
 };
