@@ -121,13 +121,27 @@ function draw() {
 }
 for (const id of ["filter", "state", "sort"]) $(id).addEventListener("input", draw);
 const events = new EventSource("/events");
+// A change that moves no tile (most are a panel stepping to its next code) redraws that tile in
+// place: a wall of a thousand panels is not rebuilt every few seconds.
+const place = (t) => [!!$("state").value && t.state !== $("state").value, rank(t), t.state, t.faults].join();
 events.onmessage = (message) => {
   const change = JSON.parse(message.data);
+  $("link").textContent = "";
+  const inPlace = !change.all && !change.removed && change.tiles.every((t) => tiles.has(t.bmc) &&
+    place(t) === place(tiles.get(t.bmc)) && !$("filter").value);
   if (change.all) tiles.clear();
   for (const t of change.tiles) tiles.set(t.bmc, t);
   for (const gone of change.removed || []) tiles.delete(gone);
-  $("link").textContent = "";
-  draw();
+  if (!inPlace) return draw();
+  for (const t of change.tiles) {
+    const shown = $("tiles").querySelector('[data-bmc="' + CSS.escape(t.bmc) + '"]');
+    if (shown) {
+      const focused = document.activeElement === shown;
+      const again = tile(t);
+      shown.replaceWith(again);
+      if (focused) again.focus();
+    }
+  }
 };
 events.onerror = () => { $("link").textContent = "watcher not reachable: trying again"; };
 </script>
