@@ -391,6 +391,9 @@ void Replay::emit(Event event, const Item *item)
     if (item != nullptr) {
         event.source = item->source.where();
         event.record = item->describe();
+        if (item->kind == Item::Kind::Sel) {
+            event.raw = item->sel;
+        }
         if (event.kind != Event::Kind::Input && announced_ != played_ + 1) {
             Event input = event; // what caused the lines that follow
             input.kind = Event::Kind::Input;

@@ -4,10 +4,12 @@
 // each in its own file under timeline/.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -36,10 +38,11 @@ const char *bmcNewsWord(BmcNews news);
 struct Event {
     enum class Kind { Panel, Repeat, Fault, Warning, Input, Bmc };
     Kind kind = Kind::Panel;
-    uint64_t time = 0;          // virtual seconds since the library started
-    std::optional<int64_t> sel; // the SEL clock at that time, once a capture gave one
-    std::string source;         // the input that caused it: "sel.bin@0x40"
-    std::string record;         // that input, described
+    uint64_t time = 0;                     // virtual seconds since the library started
+    std::optional<int64_t> sel;            // the SEL clock at that time, once a capture gave one
+    std::string source;                    // the input that caused it: "sel.bin@0x40"
+    std::string record;                    // that input, described
+    std::optional<std::array<u8, 16>> raw; // Input of a SEL record: its 16 bytes
 
     u32 code = 0;                 // Panel
     std::vector<u32> cycle;       // Repeat: the codes of one cycle, one a display step
@@ -110,6 +113,7 @@ class Outputs
 
 // Shared words: "0x00009d98"; "1:02:03" or "2d 01:02:03"; "2024-03-01 10:00:40" (UTC).
 std::string hex32(u32 value);
+std::string hexBytes(std::span<const u8> bytes); // "0100a86c": two lowercase digits a byte
 std::string clock(uint64_t seconds);
 std::string calendar(int64_t seconds);
 std::string faultWords(const DIAG_PANEL_MSG_S &msg); // "memory B3: mask 0x00000002, level 3"

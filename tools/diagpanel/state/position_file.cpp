@@ -4,22 +4,13 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include "tools/diagpanel/timeline.hpp"
+
 namespace diagpanel {
 
 namespace {
 
 using nlohmann::json;
-
-std::string hexBytes(const SelEntry &bytes)
-{
-    std::string text;
-    for (const u8 b : bytes) {
-        char two[3];
-        snprintf(two, sizeof two, "%02x", b);
-        text += two;
-    }
-    return text;
-}
 
 std::optional<SelEntry> bytesOfHex(const std::string &text)
 {

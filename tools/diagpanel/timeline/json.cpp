@@ -80,6 +80,9 @@ class JsonSink : public Sink
             break;
         case Event::Kind::Input:
             j["text"] = e.text;
+            if (e.raw) {
+                j["raw"] = hexBytes(*e.raw);
+            }
             break;
         case Event::Kind::Bmc:
             j["event"] = bmcNewsWord(e.news);

@@ -7,6 +7,17 @@
 
 namespace diagpanel {
 
+std::string hexBytes(std::span<const u8> bytes)
+{
+    static constexpr char kDigits[] = "0123456789abcdef";
+    std::string text;
+    for (const u8 byte : bytes) {
+        text += kDigits[byte >> 4];
+        text += kDigits[byte & 0xF];
+    }
+    return text;
+}
+
 std::string hex32(u32 value)
 {
     char text[12];

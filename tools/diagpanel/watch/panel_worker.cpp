@@ -229,14 +229,7 @@ class Worker
 
 std::string recordLine(char kind, const SelEntry &record)
 {
-    static constexpr char kDigits[] = "0123456789abcdef";
-    std::string line{kind, ' '};
-    for (const u8 byte : record) {
-        line += kDigits[byte >> 4];
-        line += kDigits[byte & 0xF];
-    }
-    line += '\n';
-    return line;
+    return std::string{kind, ' '} + hexBytes(record) + '\n';
 }
 
 std::optional<SelEntry> parseRecord(std::string_view hex)
