@@ -18,7 +18,6 @@
 
 #include "tools/diagpanel/state/position_file.hpp"
 
-
 namespace diagpanel {
 
 namespace {
