@@ -92,7 +92,13 @@ promtool check metrics <"$work/metrics" >"$work/promtool" 2>&1 || fail "promtool
 addRecord b "$psuGone"
 waitPanel s b '.records == 2 and .faults == []'
 waitPanel s a '.records == 2'
-jq -e 'select(.bmc == "'"$(name b)"'" and .kind == "fault" and .change == "removed")' "$work/events" >/dev/null || fail "the removal is not an event"
+told() { [ -n "$(jq -c "select(.bmc == \"$(name b)\" and $1)" "$work/events")" ]; } # of b
+told '.kind == "fault" and .change == "removed"' || fail "the removal is not an event"
+# Every line says when it was heard; b's state and its panel's codes are told as they come.
+[ "$(jq -c 'select(.at == null)' "$work/events")" = "" ] || fail "an event without its time"
+told '.kind == "state" and .state == "following"' || fail "b's state not told"
+for _ in $(seq 100); do told '.kind == "panel" and .words == "nothing to show"' && break; sleep 0.1; done
+told '.kind == "panel" and .words == "nothing to show"' || fail "b's empty panel not told"
 
 # The panel workers killed: started again, each table rebuilt from the records kept (a record
 # after the restart changes the table; the rest must be there).

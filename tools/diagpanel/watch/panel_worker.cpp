@@ -164,7 +164,7 @@ class Worker
         now.timing = Timing::Offset;
         now.offset = seconds();
         replay_.play(now);
-        tellShowing();
+        tellShowing(liveBase_ + now.offset);
         const uint64_t quiet = replay_.quietUntil();
         const uint64_t step = quiet > liveBase_ ? quiet - liveBase_ : 0;
         const auto next = *live_ + std::chrono::seconds(std::max(now.offset + 1, step));
@@ -173,13 +173,15 @@ class Worker
     }
 
   private:
-    // The timeline tells a code once its run of steps ends; the watcher is told it at once.
-    void tellShowing()
+    // The timeline tells a code once its run of steps ends; the watcher is told it at once,
+    // with the time on the timeline's clock.
+    void tellShowing(uint64_t time)
     {
         const std::optional<u32> code = replay_.showing();
         if (code && code != told_) {
             nlohmann::json line = codeJson(*code);
             line["kind"] = kShowingAnswer;
+            line["time"] = time;
             printf("%s\n", line.dump().c_str());
             told_ = code;
         }

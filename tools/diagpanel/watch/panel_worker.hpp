@@ -14,7 +14,8 @@
 // Out: the panel's timeline as JSON Lines (docs/json-lines.md), and {"kind":"restored"} and
 // {"kind":"live"} after every line the inputs before `m` and `l` caused. Once live, the display
 // runs in real time, and each code it comes to show is told at once as {"kind":"showing", and the
-// fields of a panel line}: the timeline tells a code only once the run of steps showing it ends.
+// fields of a panel line but schema, bmc and board}: the timeline tells a code only once the run
+// of steps showing it ends.
 // The worker ends at the end of its input.
 #pragma once
 

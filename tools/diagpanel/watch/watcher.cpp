@@ -121,6 +121,7 @@ struct Panel {
     WatchedBmc::Status viewed;
     std::deque<std::string> recent;         // its last events
     std::optional<WatchedBmc::Status> told; // in the events, its state
+    std::string toldCode;                   // in the events, the code its panel shows
 };
 
 class Watcher
@@ -141,7 +142,7 @@ class Watcher
     void take(Panel &panel, const std::string &text);
     void publish(Panel &panel, Clock::time_point now);
     void writeStatus(Panel &panel, const WatchedBmc::Status &status, Clock::time_point now);
-    void tellEvent(Panel &panel, std::string line);
+    void tellEvent(Panel &panel, std::string line, bool kept = true);
     bool serveWeb();
 
     WatchOptions options_;
@@ -326,6 +327,21 @@ void Watcher::take(Panel &panel, const std::string &text)
     if (kind == kShowingAnswer) {
         panel.model.show(line);
         panel.changed = panel.fresh = true;
+        // Each code as the panel comes to show it is the events' panel line; a worker started
+        // again shows the code it showed before, not told twice.
+        const std::string code = line.value("code", "");
+        if (code == panel.toldCode) {
+            return;
+        }
+        panel.toldCode = code;
+        nlohmann::json shown = line;
+        const Target &target = panel.bmc->target();
+        shown.update({{"schema", kJsonSchema},
+                      {"kind", "panel"},
+                      {"bmc", target.name},
+                      {"board", hex32(target.board)}});
+        tellEvent(panel, shown.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace),
+                  false);
         return;
     }
     if (!panel.model.apply(line)) {
@@ -334,21 +350,25 @@ void Watcher::take(Panel &panel, const std::string &text)
     }
     panel.changed = panel.fresh = true;
     panel.significant = panel.significant || kind == "fault";
-    // What the timeline showed before the restored records end was shown by an earlier run.
-    if (panel.restored) {
+    // What the timeline showed before the restored records end was shown by an earlier run; the
+    // codes the panel shows are told as it shows them (above), not a cycle later.
+    if (panel.restored && kind != "panel" && kind != "repeat") {
         tellEvent(panel, text);
     }
 }
 
-// An event, with when the watcher heard of it: on the BMC's page, and in --events.
-void Watcher::tellEvent(Panel &panel, std::string line)
+// An event, with when the watcher heard of it: in --events, and on the BMC's page unless it is
+// only the panel stepping on (`kept` false), which would push everything else off it.
+void Watcher::tellEvent(Panel &panel, std::string line, bool kept)
 {
     if (line.ends_with('}')) {
         line.insert(line.size() - 1, R"(,"at":")" + calendar(time(nullptr)) + '"');
     }
-    panel.recent.push_back(line);
-    if (panel.recent.size() > kRecentEvents) {
-        panel.recent.pop_front();
+    if (kept) {
+        panel.recent.push_back(line);
+        if (panel.recent.size() > kRecentEvents) {
+            panel.recent.pop_front();
+        }
     }
     if (events_ >= 0 && !writeAll(events_, line + '\n')) {
         say(std::string("the events cannot be written: ") + strerror(errno));
