@@ -151,6 +151,12 @@ int follow(const FollowArgs &args, u32 board)
     }
     catchSignals();
 
+    // --duration counts from the start: the log-in and the SDR read are part of it.
+    std::optional<Clock::time_point> end;
+    if (args.duration) {
+        end = Clock::now() + std::chrono::duration_cast<Clock::duration>(
+                                 std::chrono::duration<double>(*args.duration));
+    }
     const std::string bmc = args.host + " port " + std::to_string(args.port);
     const std::unique_ptr<IpmiClient> client =
         lanClient({args.host, args.port, args.user, *secret, args.cipherSuite, args.lan15});
@@ -181,11 +187,6 @@ int follow(const FollowArgs &args, u32 board)
     const auto interval = std::chrono::duration_cast<Clock::duration>(
         std::chrono::duration<double>(std::max(args.interval, 0.05)));
     SelFollower follower(session, !args.newOnly, interval);
-    std::optional<Clock::time_point> end;
-    if (args.duration) {
-        end = Clock::now() + std::chrono::duration_cast<Clock::duration>(
-                                 std::chrono::duration<double>(*args.duration));
-    }
     std::optional<Clock::time_point> live; // after the first poll: records are timed by arrival
     unsigned long records = 0, unreadable = 0, polls = 0, idlePolls = 0, commands = 0;
     while (g_stop == 0) {
