@@ -475,6 +475,15 @@ std::optional<u32> Replay::showing() const
     return last != pending_.rend() ? last->code : shown_;
 }
 
+bool Replay::still() const
+{
+    if (pending_.size() < settledFrom_ + kSettleSteps) {
+        return false;
+    }
+    const std::optional<Period> period = periodicTail(pending_, settledFrom_, kSettleSteps);
+    return period && period->length == 1;
+}
+
 void Replay::flushPanel(uint64_t upTo)
 {
     if (pending_.empty()) {

@@ -80,6 +80,9 @@ class Replay
     uint64_t quietUntil() const { return horizon_; }
     // The code the panel shows after the last display step taken, written out or not yet.
     std::optional<u32> showing() const;
+    // The display has shown one code, step after step, since the latest input: it shows nothing
+    // else until the next one (a live run need not step it meanwhile).
+    bool still() const;
     // Writes the summary. A replay first runs the display on until its cycle is steady, as the
     // firmware would be left; a live run (`runOn` false) stops where its clock is.
     void finish(std::size_t problems, bool runOn = true);

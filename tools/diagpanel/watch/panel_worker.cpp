@@ -153,7 +153,8 @@ class Worker
     }
 
     // The display up to now, once live; when to call again: at its next step, not before (a
-    // fleet's idle workers would otherwise wake each second for nothing).
+    // fleet's idle workers would otherwise wake each second for nothing), or not until the next
+    // input while the panel shows one code and nothing else.
     std::optional<std::chrono::milliseconds> tick()
     {
         if (!live_) {
@@ -165,6 +166,9 @@ class Worker
         now.offset = seconds();
         replay_.play(now);
         tellShowing(liveBase_ + now.offset);
+        if (replay_.still()) {
+            return std::nullopt; // an idle panel: woken by the next record alone
+        }
         const uint64_t quiet = replay_.quietUntil();
         const uint64_t step = quiet > liveBase_ ? quiet - liveBase_ : 0;
         const auto next = *live_ + std::chrono::seconds(std::max(now.offset + 1, step));
