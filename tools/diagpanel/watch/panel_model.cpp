@@ -68,7 +68,7 @@ std::optional<u32> PanelModel::codeNow() const
     if (!code_.is_object() || !code_.contains("code") || !code_["code"].is_string()) {
         return std::nullopt;
     }
-    const std::string &text = code_["code"].get_ref<const std::string &>();
+    const auto &text = code_["code"].get_ref<const std::string &>();
     char *end = nullptr;
     const unsigned long code = strtoul(text.c_str(), &end, 16);
     return *end == '\0' && !text.empty() ? std::optional(static_cast<u32>(code)) : std::nullopt;
