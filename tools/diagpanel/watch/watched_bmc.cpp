@@ -236,6 +236,12 @@ std::string WatchedBmc::takeLines()
     return std::exchange(lines_, {});
 }
 
+bool WatchedBmc::hasLines() const
+{
+    const std::lock_guard guard(lock_);
+    return !lines_.empty();
+}
+
 WatchedBmc::Status WatchedBmc::status() const
 {
     const std::lock_guard guard(lock_);

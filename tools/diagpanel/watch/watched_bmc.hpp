@@ -54,6 +54,7 @@ class WatchedBmc
     // for the worker before is in it.
     std::optional<std::string> workerStart();
     std::string takeLines(); // for the running worker, since the last call
+    bool hasLines() const;   // for the running worker: records or notes it has not been given
 
     struct Status {
         BmcCondition condition = BmcCondition::Starting;
