@@ -102,6 +102,10 @@ end "interrupted mid-command"
 kill -CONT $sim
 ! grep -q "stopped answering" "$work/err" || fail "an interrupted command told as the BMC lost"
 
+# Polls further apart than a command may wait (3 s) keep the session: the BMC is never told lost.
+timeout 30 "$tool" "${follow[@]}" --password-file "$work/pw" --interval 3.5 --duration 8 >"$work/out" 2>"$work/err" || fail "follow --interval 3.5"
+! grep -q "stopped answering" "$work/err" || fail "an idle session told as the BMC lost"
+
 # A BMC that stops answering keeps follow no longer than --duration asks; its JSON Lines say so
 # too, stamped with the board and the BMC.
 start --duration 6 --json
@@ -110,4 +114,4 @@ kill $sim; wait $sim 2>/dev/null
 waitFor "$work/err" "the BMC stopped answering"
 end "--duration, the BMC gone"
 grep '"kind":"bmc"' "$work/out" | grep '"event":"lost"' | grep -q "\"bmc\":\"127.0.0.1:$port\",\"board\":\"$board\"" || fail "no bmc event in the JSON Lines"
-echo "follow: every record once, through a clear and a restart; --duration kept with the BMC gone; Ctrl-C mid-command"
+echo "follow: every record once, through a clear and a restart; --duration kept with the BMC gone; Ctrl-C mid-command; slow polls"

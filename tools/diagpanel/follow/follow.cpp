@@ -158,8 +158,11 @@ int follow(const FollowArgs &args, u32 board)
                                  std::chrono::duration<double>(*args.duration));
     }
     const std::string bmc = args.host + " port " + std::to_string(args.port);
-    const std::unique_ptr<IpmiClient> client =
-        lanClient({args.host, args.port, args.user, *secret, args.cipherSuite, args.lan15});
+    LanTimeouts timeouts;
+    timeouts.idle = std::chrono::duration_cast<std::chrono::milliseconds>(
+        std::chrono::duration<double>(std::max(args.interval, 0.05)));
+    const std::unique_ptr<IpmiClient> client = lanClient(
+        {args.host, args.port, args.user, *secret, args.cipherSuite, args.lan15}, timeouts);
     IpmiClient &session = *client;
     if (const std::optional<OpenFailure> failure = session.open()) {
         fprintf(stderr, "diagpanel: cannot follow %s: %s\n", bmc.c_str(), failure->text.c_str());

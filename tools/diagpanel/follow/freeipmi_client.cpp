@@ -64,7 +64,7 @@ void FreeIpmiClient::close()
     }
 }
 
-int FreeIpmiClient::openSession(unsigned cipherSuite)
+int FreeIpmiClient::openSession(unsigned cipherSuite, std::chrono::milliseconds idle)
 {
     close();
     ipmi_ctx *ctx = ipmi_ctx_create();
@@ -75,7 +75,7 @@ int FreeIpmiClient::openSession(unsigned cipherSuite)
     const std::string host =
         (address_.host.find(':') != std::string::npos ? "[" + address_.host + "]" : address_.host) +
         ":" + std::to_string(address_.port);
-    const auto session = static_cast<unsigned>(timeouts_.session.count());
+    const auto session = static_cast<unsigned>((timeouts_.session + idle).count());
     const auto retransmission = static_cast<unsigned>(timeouts_.retransmission.count());
     // Every command follow sends is User-level: a BMC that holds accounts to their limits refuses
     // an operator an administrator's session.
@@ -102,7 +102,14 @@ int FreeIpmiClient::openSession(unsigned cipherSuite)
 
 std::optional<OpenFailure> FreeIpmiClient::open()
 {
-    const int errnum = openSession(address_.cipherSuite);
+    // The library counts the session's time-out from the last answer, and a log-in waits for it
+    // whole: a BMC is first asked with the time-out alone, so that one that does not answer is
+    // given up as soon, and the session kept is opened again allowing for the idle time between
+    // polls, so that it outlives them.
+    int errnum = openSession(address_.cipherSuite, {});
+    if (errnum == IPMI_ERR_SUCCESS && timeouts_.idle.count() > 0) {
+        errnum = openSession(address_.cipherSuite, timeouts_.idle);
+    }
     if (errnum == IPMI_ERR_SUCCESS) {
         return std::nullopt;
     }
@@ -130,7 +137,7 @@ OpenFailure FreeIpmiClient::diagnose(int errnum)
         // The library names one refusal of the algorithms (no cipher suite matches); a BMC may
         // refuse one of them by a code the library only calls an error. Another suite that gets
         // past that step tells it was ours.
-        const int other = openSession(address_.cipherSuite == 3 ? 17 : 3);
+        const int other = openSession(address_.cipherSuite == 3 ? 17 : 3, {});
         close();
         reason = pastCipherSuite(other) ? CipherSuite : Unreachable;
     }

@@ -35,7 +35,8 @@ class FreeIpmiClient : public IpmiClient
     using Raw = StorageAnswer; // any command's answer, decoded the same way
 
     Raw command(u8 netFn, u8 cmd, std::span<const u8> data = {});
-    int openSession(unsigned cipherSuite); // the library's error number; 0: open
+    // The library's error number; 0: open. `idle`: added to the session's time-out.
+    int openSession(unsigned cipherSuite, std::chrono::milliseconds idle);
     OpenFailure diagnose(int errnum);
     void close();
 

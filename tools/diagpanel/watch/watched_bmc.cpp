@@ -133,7 +133,9 @@ FollowClock::time_point WatchedBmc::step(FollowClock::time_point now)
 FollowClock::time_point WatchedBmc::logIn(FollowClock::time_point now)
 {
     if (!client_) {
-        client_ = lanClient(address_);
+        LanTimeouts timeouts;
+        timeouts.idle = std::chrono::duration_cast<std::chrono::milliseconds>(interval_);
+        client_ = lanClient(address_, timeouts);
     }
     if (const std::optional<OpenFailure> failure = client_->open()) {
         stand(conditionOf(failure->reason), failure->text);
