@@ -8,6 +8,16 @@
 #   ipmiSimStart WORK [OPTION...]  starts it at a free port with WORK/bmc.emu, state in WORK/state,
 #                                  its log in WORK/sim.log; sets $port, $console and $sim
 #   ipmiSimRun WORK [OPTION...]    starts it again at $port; fails when it does not answer
+#   ipmiSimAdd CONSOLE BYTES...    adds a SEL record (type 02h, then its 13 bytes) through the
+#                                  console at port CONSOLE; its answer is read before hanging up,
+#                                  or the simulator dies of SIGPIPE
+
+ipmiSimAdd() {
+    local console=$1
+    shift
+    exec 3<>"/dev/tcp/127.0.0.1/$console" && echo "sel_add 0x20 0x02 $*" >&3 && sleep 0.2
+    exec 3>&-
+}
 
 ipmiSimBmc() {
     cat >"$1" <<EOF_BMC
