@@ -32,11 +32,13 @@ using Clock = FollowClock;
 constexpr unsigned kPoolThreads = 16;
 constexpr std::chrono::seconds kInventoryCheck{2}; // target files looked at for changes
 // A BMC's panel.json is rewritten at most once a second when its state, records or fault table
-// changed, and at most once a minute for its code and counters alone, which change at every poll
-// and display step (each rewrite is a new file renamed over the old: a thousand BMCs every 10 s
-// took a fifth of the watcher's CPU). The metrics and the wall have them at once.
+// changed, at most once a minute when only the code its panel shows did, and every ten minutes for
+// its counters alone, which change at every poll. Each rewrite is a new file renamed over the old,
+// which costs the file system far more than the bytes: counters rewritten once a minute were a
+// third of the watcher's CPU over a thousand idle BMCs. The metrics and the wall have them at once.
 constexpr std::chrono::seconds kStatusEvery{1};
-constexpr std::chrono::seconds kCountersEvery{60};
+constexpr std::chrono::seconds kCodeEvery{60};
+constexpr std::chrono::minutes kCountersEvery{10};
 constexpr std::chrono::seconds kLongestWorkerWait{60}; // between restarts of a failing worker
 constexpr int kLoopTick = 250;                         // ms: restarts and status are this late
 constexpr const char *kStatusFile = "panel.json";
@@ -438,8 +440,13 @@ void Watcher::writeStatus(Panel &panel, const WatchedBmc::Status &status, Clock:
     const bool significant = panel.significant || status.condition != panel.written.condition ||
                              status.why != panel.written.why ||
                              status.records != panel.written.records;
-    const bool changed = panel.changed || status != panel.written;
-    if (!changed || now - panel.writtenAt < (significant ? kStatusEvery : kCountersEvery)) {
+    if (!panel.changed && status == panel.written) {
+        return;
+    }
+    const Clock::duration every = significant     ? Clock::duration(kStatusEvery)
+                                  : panel.changed ? Clock::duration(kCodeEvery)
+                                                  : Clock::duration(kCountersEvery);
+    if (now - panel.writtenAt < every) {
         return;
     }
     const Target &target = panel.bmc->target();
