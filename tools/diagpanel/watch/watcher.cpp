@@ -40,7 +40,7 @@ constexpr std::chrono::seconds kStatusEvery{1};
 constexpr std::chrono::seconds kCodeEvery{60};
 constexpr std::chrono::minutes kCountersEvery{10};
 constexpr std::chrono::seconds kLongestWorkerWait{60}; // between restarts of a failing worker
-constexpr int kLoopTick = 250;                         // ms: restarts and status are this late
+constexpr int kLoopTick = 1000;                        // ms: restarts and status are this late
 constexpr const char *kStatusFile = "panel.json";
 constexpr std::size_t kRecentEvents = 30; // of a BMC's, on its page
 
