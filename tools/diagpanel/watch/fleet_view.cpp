@@ -44,6 +44,14 @@ void FleetView::update(const std::string &bmc, BmcView view)
     changed_.notify_all();
 }
 
+void FleetView::updateCounters(const std::string &bmc, const WatchedBmc::Status &status)
+{
+    const std::lock_guard guard(lock_);
+    if (const auto found = bmcs_.find(bmc); found != bmcs_.end()) {
+        found->second.status = status;
+    }
+}
+
 void FleetView::remove(const std::string &bmc)
 {
     {

@@ -54,6 +54,10 @@ class FleetView
 {
   public:
     void update(const std::string &bmc, BmcView view);
+    // A change of its counters alone (records, commands, last answer): the next scrape reads
+    // them, the pages have no change to wait for (a thousand BMCs polled every 10 s would wake
+    // them a hundred times a second).
+    void updateCounters(const std::string &bmc, const WatchedBmc::Status &status);
     void remove(const std::string &bmc);
 
     // Every view, in the order of the BMCs' names, under the lock: `visit` must be quick.

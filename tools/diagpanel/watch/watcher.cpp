@@ -424,12 +424,16 @@ void Watcher::publish(Panel &panel, Clock::time_point now)
     if (!panel.restored && panel.startedAt != Clock::time_point{}) {
         return;
     }
-    if (panel.fresh || status != panel.viewed) {
+    // A change of state made it fresh (above); else a poll changed its counters alone.
+    if (panel.fresh) {
         fleet_.update(target.name,
                       {hex32(target.board), target.labels, status, panel.model.warnings(),
                        activeFaults(panel.model.faults()), panel.model.codeNow(), panel.recent,
                        panel.bmc->statePath() + "/records.bin"});
         panel.fresh = false;
+        panel.viewed = status;
+    } else if (status != panel.viewed) {
+        fleet_.updateCounters(target.name, status);
         panel.viewed = status;
     }
     writeStatus(panel, status, now);
