@@ -81,7 +81,7 @@ if(NOT CMAKE_CROSSCOMPILING)
   target_compile_options(diagpanel_watch PRIVATE ${DIAGPANEL_WARNINGS})
   # The watcher: a pool of IPMI sessions, the state store, and a panel worker a BMC.
   add_library(diagpanel_watcher STATIC ${watch}/watcher.cpp ${watch}/watched_bmc.cpp
-    ${watch}/step_pool.cpp ${watch}/panel_link.cpp ${watch}/panel_model.cpp
+    ${watch}/step_pool.cpp ${watch}/panel_link.cpp ${watch}/panel_model.cpp ${watch}/readiness.cpp
     ${watch}/panel_worker.cpp ${watch}/fleet_view.cpp ${watch}/fleet_metrics.cpp
     ${watch}/web/web_config.cpp ${watch}/web/web_server.cpp ${watch}/web/pages.cpp
     ${watch}/web/timeline_drawing.cpp)

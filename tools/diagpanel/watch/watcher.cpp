@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/diagpanel/watch/watcher.hpp"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -8,7 +9,6 @@
 #include <fcntl.h>
 #include <deque>
 #include <mutex>
-#include <poll.h>
 #include <unistd.h>
 
 #include <nlohmann/json.hpp>
@@ -19,6 +19,7 @@
 #include "tools/diagpanel/watch/panel_link.hpp"
 #include "tools/diagpanel/watch/panel_model.hpp"
 #include "tools/diagpanel/watch/panel_worker.hpp"
+#include "tools/diagpanel/watch/readiness.hpp"
 #include "tools/diagpanel/watch/step_pool.hpp"
 #include "tools/diagpanel/watch/watched_bmc.hpp"
 #include "tools/diagpanel/watch/web/web_server.hpp"
@@ -126,6 +127,9 @@ struct Panel {
     std::deque<std::string> recent;         // its last events
     std::optional<WatchedBmc::Status> told; // in the events, its state
     std::string toldCode;                   // in the events, the code its panel shows
+    int watchedOutput = -1;                 // the worker's pipes the loop waits on
+    int watchedInput = -1;
+    bool due = false; // in the loop's next pass
 };
 
 class Watcher
@@ -140,9 +144,13 @@ class Watcher
     void follow(const Target &target);
     void letGo(const std::string &name);
     void addWaiting();
-    void serve(Panel &panel, short events, Clock::time_point now);
+    void serve(Panel &panel, uint32_t events, Clock::time_point now);
     void startWorker(Panel &panel, Clock::time_point now) const;
     void workerEnded(Panel &panel, Clock::time_point now);
+    void watchPipes(Panel &panel);
+    void unwatchPipes(Panel &panel);
+    void touch(Panel &panel);
+    void pass(Clock::time_point now);
     void take(Panel &panel, const std::string &text);
     void publish(Panel &panel, Clock::time_point now);
     void writeStatus(Panel &panel, const WatchedBmc::Status &status, Clock::time_point now);
@@ -158,12 +166,15 @@ class Watcher
     std::optional<StepPool> pool_;
     FleetView fleet_;
     std::unique_ptr<WebServer> web_;
+    Readiness ready_;
     int wakeRead_ = -1;
+    int watchedWake_ = -1;
     int events_ = -1;
     bool ownEvents_ = false;
     std::string lastProblem_; // of the inventory, told
     std::mutex steppedLock_;
     std::vector<std::string> stepped_; // BMCs the pool stepped since the loop last looked
+    std::vector<Panel *> due_;         // for the next pass: touched since the last one
 };
 
 Watcher::~Watcher()
@@ -247,6 +258,7 @@ void Watcher::follow(const Target &target)
         target, options_.config.modules.at(target.module), passwords_.at(target.module),
         options_.stateDir, [name](const std::string &text) { say(name + ": " + text); });
     pool_->add(panel->bmc);
+    touch(*panel);
     panels_[name] = std::move(panel);
 }
 
@@ -260,6 +272,8 @@ void Watcher::letGo(const std::string &name)
     panel.bmc->retire();
     fleet_.remove(name);
     leaving_[name] = panel.bmc;
+    std::erase(due_, &panel);
+    unwatchPipes(panel);
     panel.link.stop();
     panels_.erase(found);
 }
@@ -299,6 +313,8 @@ void Watcher::startWorker(Panel &panel, Clock::time_point now) const
 
 void Watcher::workerEnded(Panel &panel, Clock::time_point now)
 {
+    unwatchPipes(panel);
+    touch(panel);
     const int status = panel.link.stop();
     // One that ran a while is started again at once; one that keeps failing, less and less often.
     panel.restartWait = now - panel.startedAt > kLongestWorkerWait
@@ -380,17 +396,19 @@ void Watcher::tellEvent(Panel &panel, std::string line, bool kept)
     }
 }
 
-void Watcher::serve(Panel &panel, short events, Clock::time_point now)
+void Watcher::serve(Panel &panel, uint32_t events, Clock::time_point now)
 {
+    touch(panel);
     if (!panel.link.running()) {
         if (now >= panel.restartAt) {
             startWorker(panel, now);
+            watchPipes(panel);
         }
         return;
     }
     panel.link.send(panel.bmc->takeLines());
     bool alive = !panel.link.wantsToWrite() || panel.link.write();
-    if ((events & (POLLIN | POLLHUP | POLLERR)) != 0) {
+    if ((events & (EPOLLIN | EPOLLHUP | EPOLLERR)) != 0) {
         std::vector<std::string> lines;
         alive = panel.link.read(lines) && alive;
         for (const std::string &line : lines) {
@@ -400,6 +418,50 @@ void Watcher::serve(Panel &panel, short events, Clock::time_point now)
     if (!alive) {
         workerEnded(panel, now);
     }
+    watchPipes(panel);
+}
+
+// The worker's output while it runs; its input while lines wait for room in the pipe.
+void Watcher::watchPipes(Panel &panel)
+{
+    const bool running = panel.link.running();
+    ready_.watch(panel.watchedOutput, running ? panel.link.output() : -1, EPOLLIN, &panel);
+    ready_.watch(panel.watchedInput, running && panel.link.wantsToWrite() ? panel.link.input() : -1,
+                 EPOLLOUT, &panel);
+}
+
+// A BMC stepped, or its worker heard from: its state is published at the next pass.
+void Watcher::touch(Panel &panel)
+{
+    if (!panel.due) {
+        panel.due = true;
+        due_.push_back(&panel);
+    }
+}
+
+// Every BMC touched since the last pass; one whose worker is to start again, or whose panel.json
+// waits for its turn, stays for the next. A thousand idle BMCs are not visited each second.
+void Watcher::pass(Clock::time_point now)
+{
+    std::vector<Panel *> due;
+    due.swap(due_);
+    for (Panel *panel : due) {
+        panel->due = false;
+    }
+    for (Panel *panel : due) {
+        serve(*panel, 0, now);
+        publish(*panel, now);
+        if (!panel->link.running() || panel->changed || panel->significant) {
+            touch(*panel);
+        }
+    }
+}
+
+// Before its pipes are closed: a worker started later may get the same numbers.
+void Watcher::unwatchPipes(Panel &panel)
+{
+    ready_.watch(panel.watchedOutput, -1, 0, nullptr);
+    ready_.watch(panel.watchedInput, -1, 0, nullptr);
 }
 
 // The BMC's state as its events tell it, its view as the web server shows it, and its panel.json.
@@ -508,6 +570,10 @@ bool Watcher::serveWeb()
 
 int Watcher::run()
 {
+    if (!ready_.usable()) {
+        say(std::string("cannot wait for the panel workers: ") + strerror(errno));
+        return kExitUnreadable;
+    }
     int wakeEnds[2];
     if (pipe2(wakeEnds, O_CLOEXEC | O_NONBLOCK) != 0) {
         say(std::string("cannot make a pipe: ") + strerror(errno));
@@ -515,6 +581,7 @@ int Watcher::run()
     }
     wakeRead_ = wakeEnds[0];
     g_wake = wakeEnds[1];
+    ready_.watch(watchedWake_, wakeRead_, EPOLLIN, nullptr);
     catchSignals();
     if (options_.events == "-") {
         events_ = STDOUT_FILENO;
@@ -527,17 +594,17 @@ int Watcher::run()
         ownEvents_ = true;
     }
     // A BMC that read records or noticed something is served at once; an idle poll waits for
-    // the loop's tick (a thousand BMCs polled every 10 s would otherwise wake it 100 times a
-    // second, each wake-up a poll() over every worker's pipes).
+    // the loop's next pass (a thousand BMCs polled every 10 s would otherwise wake it 100 times a
+    // second).
     pool_.emplace(kPoolThreads, [this](const WatchedBmc &bmc) {
-        if (!bmc.hasLines()) {
-            return;
-        }
+        const bool news = bmc.hasLines();
         {
             const std::lock_guard guard(steppedLock_);
             stepped_.push_back(bmc.target().name);
         }
-        wake();
+        if (news) {
+            wake();
+        }
     });
     if (!serveWeb() || !load(true)) {
         return kExitUsage;
@@ -549,31 +616,20 @@ int Watcher::run()
         ", state in " + options_.stateDir);
     Clock::time_point checkedAt = Clock::now();
     Clock::time_point nextPass = checkedAt;
-    std::vector<pollfd> fds;
-    std::vector<Panel *> served;
     while (g_stop == 0) {
-        fds.assign(1, pollfd{wakeRead_, POLLIN, 0});
-        served.assign(1, nullptr);
-        for (auto &[name, panel] : panels_) {
-            if (panel->link.running()) {
-                fds.push_back({panel->link.output(), POLLIN, 0});
-                served.push_back(panel.get());
-                if (panel->link.wantsToWrite()) {
-                    fds.push_back({panel->link.input(), POLLOUT, 0});
-                    served.push_back(panel.get());
-                }
-            }
-        }
-        poll(fds.data(), fds.size(), kLoopTick);
+        const auto untilPass =
+            std::chrono::duration_cast<std::chrono::milliseconds>(nextPass - Clock::now());
+        const std::span<const epoll_event> ready =
+            ready_.wait(static_cast<int>(std::clamp<int64_t>(untilPass.count(), 0, kLoopTick)));
         char drained[256];
         while (read(wakeRead_, drained, sizeof drained) > 0) {
         }
         const Clock::time_point now = Clock::now();
         // Now: the workers with something to say or room to take, and the BMCs just stepped;
-        // every BMC once a tick (workers to start again, panel.json).
-        for (std::size_t i = 1; i < fds.size(); ++i) {
-            if (fds[i].revents != 0) {
-                serve(*served[i], fds[i].revents, now);
+        // once a tick, what they changed (state, panel.json) and workers to start again.
+        for (const epoll_event &event : ready) {
+            if (event.data.ptr != nullptr) {
+                serve(*static_cast<Panel *>(event.data.ptr), event.events, now);
             }
         }
         std::vector<std::string> stepped;
@@ -588,10 +644,7 @@ int Watcher::run()
         }
         if (now >= nextPass) {
             nextPass = now + std::chrono::milliseconds(kLoopTick);
-            for (auto &[name, panel] : panels_) {
-                serve(*panel, 0, now);
-                publish(*panel, now);
-            }
+            pass(now);
         }
         if (g_reload != 0 || now - checkedAt >= kInventoryCheck) {
             const bool asked = g_reload != 0;
