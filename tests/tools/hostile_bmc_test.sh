@@ -83,6 +83,7 @@ unspecified|0|--user admin --duration 3|1|1 3 4 5 6|unreadable:2|completion code
 slow|1|--user admin --duration 6|0|1 2 3 4 5 6||"kind":"summary"
 slow|0|--user admin --duration 60 --records 5|1|1 3 4 5 6|(lost:1 back:[0-9]+ ){3}unreadable:2|record 2 got no answer 3 times
 sdr-bad-length|0|--user admin --duration 3|0|1 2 3 4 5 6||SDR repository \(1\)
+sdr-bad-length|0|--user admin --duration 3|0|1 2 3 4 5 6||SDR repository was read in part \(record [0-9]+ could not be read\)
 sdr-endless|0|--user admin --duration 3|0|1 2 3 4 5 6||0Ah/23h: [0-9]{3,4},
 none|0|--user nobody --duration 3|3|||no answer from 127.0.0.1 port [0-9]+ \(unreachable
 none|0|--user admin --password-file $work/bad --duration 3|3|||wrong password for user 'admin'

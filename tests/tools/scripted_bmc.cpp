@@ -103,7 +103,7 @@ class ScriptedBmc : public IpmiClient
         std::copy_n(found->first.begin(), r.entry.size(), r.entry.begin());
         return ok(r);
     }
-    std::optional<std::string> sdrRepository() override
+    std::optional<SdrRepository> sdrRepository() override
     {
         return readSdrRepository([this](u8 cmd, std::span<const u8> d) { return storage(cmd, d); });
     }
@@ -230,15 +230,23 @@ const std::map<std::string, Word> kWords = {
 };
 
 // An SDR read traced as how many of the records held it holds, from the first on, byte for byte.
-void traceSdrs(const ScriptedBmc &bmc, const std::optional<std::string> &read, std::ostream &trace)
+void traceSdrs(const ScriptedBmc &bmc, const std::optional<SdrRepository> &read,
+               std::ostream &trace)
 {
     std::string held;
     unsigned n = 0;
     for (auto r = bmc.sdr.held.begin();
-         read && held.size() < read->size() && r != bmc.sdr.held.end(); ++r, ++n) {
+         read && held.size() < read->records.size() && r != bmc.sdr.held.end(); ++r, ++n) {
         held.append(r->second.begin(), r->second.end());
     }
-    trace << (!read ? " none" : held == *read ? " records:" + std::to_string(n) : " garbled");
+    trace << (!read                   ? " none"
+              : held == read->records ? " records:" + std::to_string(n)
+                                      : " garbled");
+    if (read && !read->cutShort.empty()) {
+        trace << " cut";
+        // Whatever ended the read early, the user is told so.
+        EXPECT_NE(repositoryNote(read).find(read->cutShort), std::string::npos);
+    }
 }
 
 void play(const ScriptRow &row)

@@ -13,6 +13,7 @@
 
 #include "tools/diagpanel/exit_codes.hpp"
 #include "tools/diagpanel/follow/lan_client.hpp"
+#include "tools/diagpanel/follow/sdr_repository.hpp"
 #include "tools/diagpanel/follow/sel_follower.hpp"
 #include "tools/diagpanel/replay.hpp"
 #include "tools/diagpanel/readers/sdr.hpp"
@@ -98,13 +99,15 @@ SensorNames sensorNames(const FollowArgs &args, IpmiClient &client, std::string 
         from = args.sdr;
         return readSdr(args.sdr, false);
     }
-    const std::optional<std::string> repository = client.sdrRepository();
+    const std::optional<SdrRepository> repository = client.sdrRepository();
+    if (const std::string note = repositoryNote(repository); !note.empty()) {
+        say(note);
+    }
     if (!repository) {
-        say("the BMC's SDR repository could not be read: records name no sensors");
         return {};
     }
     from = "the BMC's SDR repository";
-    return parseSdr(from, *repository, false);
+    return parseSdr(from, repository->records, false);
 }
 
 void catchSignals()

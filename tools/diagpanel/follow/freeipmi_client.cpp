@@ -257,7 +257,7 @@ Reply<SelRecord> FreeIpmiClient::getSelEntry(u16 reservation, u16 id)
     return reply;
 }
 
-std::optional<std::string> FreeIpmiClient::sdrRepository()
+std::optional<SdrRepository> FreeIpmiClient::sdrRepository()
 {
     return readSdrRepository(
         [this](u8 cmd, std::span<const u8> data) { return command(ipmi::kStorage, cmd, data); });

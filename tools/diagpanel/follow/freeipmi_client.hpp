@@ -28,7 +28,7 @@ class FreeIpmiClient : public IpmiClient
     Reply<SelInfo> getSelInfo() override;
     Reply<u16> reserveSel() override;
     Reply<SelRecord> getSelEntry(u16 reservation, u16 id) override;
-    std::optional<std::string> sdrRepository() override;
+    std::optional<SdrRepository> sdrRepository() override;
     unsigned long commands() const override { return commands_; }
 
   private:

@@ -24,6 +24,12 @@ struct BmcAddress {
     bool lan15 = false; // IPMI 1.5 LAN instead of RMCP+
 };
 
+// A BMC's SDR repository as read.
+struct SdrRepository {
+    std::string records;  // one after another, as stored (the form readers/sdr parses)
+    std::string cutShort; // why the read ended before the last record, in words; empty if not
+};
+
 // Why a session could not be opened; `text` says it in the words of a user.
 struct OpenFailure {
     enum class Reason { NoClient, Unreachable, UnknownUser, WrongPassword, CipherSuite, Privilege };
@@ -105,9 +111,8 @@ class IpmiClient
     // The whole record `id`; the reservation matters only to a BMC that cancelled it (C5h).
     virtual Reply<SelRecord> getSelEntry(u16 reservation, u16 id) = 0;
 
-    // The SDR repository's records one after another, as stored (the form readers/sdr parses);
-    // nullopt when it could not be read.
-    virtual std::optional<std::string> sdrRepository() = 0;
+    // The SDR repository, as far as it could be read; nullopt when not one record could.
+    virtual std::optional<SdrRepository> sdrRepository() = 0;
 
     virtual unsigned long commands() const = 0; // sent to the BMC since the client was made
 };

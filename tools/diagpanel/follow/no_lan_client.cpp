@@ -17,7 +17,7 @@ class NoLanClient : public IpmiClient
     Reply<SelInfo> getSelInfo() override { return {}; }
     Reply<u16> reserveSel() override { return {}; }
     Reply<SelRecord> getSelEntry(u16, u16) override { return {}; }
-    std::optional<std::string> sdrRepository() override { return std::nullopt; }
+    std::optional<SdrRepository> sdrRepository() override { return std::nullopt; }
     unsigned long commands() const override { return 0; }
 };
 

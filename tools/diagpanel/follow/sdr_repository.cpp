@@ -5,8 +5,6 @@
 #include <array>
 #include <set>
 
-#include "tools/diagpanel/follow/ipmi_client.hpp"
-
 namespace diagpanel {
 
 namespace {
@@ -19,7 +17,8 @@ constexpr std::size_t kPiece = 16;
 // The repository's 16-bit free-space field caps it at 64 KiB, and a record takes 5 bytes at least.
 constexpr std::size_t kMaxBytes = std::size_t{64} * 1024;
 constexpr std::size_t kMaxRecords = kMaxBytes / kHeader;
-constexpr int kReservationTries = 3; // reads another client's reservation may cancel
+constexpr int kReservationTries = 3;   // reads another client's reservation may cancel
+constexpr u16 kLastSdrRecord = 0xFFFF; // the next ID of the last record
 
 struct Record {
     std::string bytes; // header and body, as stored: the record's own ID first
@@ -124,7 +123,7 @@ class Reader
 
 } // namespace
 
-std::optional<std::string> readSdrRepository(const StorageCommand &command)
+std::optional<SdrRepository> readSdrRepository(const StorageCommand &command)
 {
     const StorageAnswer info = command(ipmi::kGetSdrRepositoryInfo, {});
     if (!info.answered()) {
@@ -139,24 +138,55 @@ std::optional<std::string> readSdrRepository(const StorageCommand &command)
     if (!reservation) {
         return std::nullopt;
     }
-    std::string records;
+    SdrRepository repository;
     // The IDs asked for and those the records read carry: the first record is asked for as
     // 0000h, and a next ID may lead back to it by its own.
     std::set<u16> seen;
-    for (u16 id = 0x0000, count = 0; id != 0xFFFF && count < limit && seen.insert(id).second;
-         ++count) {
-        const std::optional<Record> record = reader.record(id, *reservation);
-        if (!record || records.size() + record->bytes.size() > kMaxBytes) {
-            if (records.empty()) {
-                return std::nullopt;
+    u16 from = 0; // the record whose next ID `id` is
+    for (u16 id = 0x0000, count = 0; id != kLastSdrRecord; ++count) {
+        if (count == limit) {
+            if (count > 0) {
+                repository.cutShort = "record " + std::to_string(from) +
+                                      " names a next one, past the " + std::to_string(limit) +
+                                      " the repository counts";
             }
-            break; // the records read whole stand
+            break;
         }
-        records += record->bytes;
+        if (!seen.insert(id).second) {
+            repository.cutShort = "record " + std::to_string(from) + " names record " +
+                                  std::to_string(id) + " as its next, one read before";
+            break;
+        }
+        const std::optional<Record> record = reader.record(id, *reservation);
+        if (!record && repository.records.empty()) {
+            return std::nullopt;
+        }
+        if (!record) {
+            repository.cutShort = "record " + std::to_string(id) + " could not be read";
+            break;
+        }
+        if (repository.records.size() + record->bytes.size() > kMaxBytes) {
+            repository.cutShort = "its records pass " + std::to_string(kMaxBytes / 1024) + " KiB";
+            break;
+        }
+        repository.records += record->bytes;
         seen.insert(record->id());
+        from = record->id();
         id = record->next;
     }
-    return records;
+    return repository;
+}
+
+std::string repositoryNote(const std::optional<SdrRepository> &repository)
+{
+    if (!repository) {
+        return "the BMC's SDR repository could not be read: records name no sensors";
+    }
+    if (!repository->cutShort.empty()) {
+        return "the BMC's SDR repository was read in part (" + repository->cutShort +
+               "): the sensors of the records not read stay unnamed";
+    }
+    return {};
 }
 
 } // namespace diagpanel

@@ -2,7 +2,8 @@
 // Reading a BMC's SDR repository over any IPMI transport: Reserve SDR Repository and Get SDR, a
 // record whole or, where the BMC will not hand it over whole, in pieces. The read is bounded in
 // records and bytes whatever the BMC says: a next-record ID that leads back, more records than
-// the repository holds or a record of the wrong length ends it with the records read whole.
+// the repository holds or a record of the wrong length ends it with the records read whole, and
+// says why.
 #pragma once
 
 #include <functional>
@@ -12,6 +13,8 @@
 #include <vector>
 
 #include <diagpanel/types.h>
+
+#include "tools/diagpanel/follow/ipmi_client.hpp"
 
 namespace diagpanel {
 
@@ -26,8 +29,11 @@ struct StorageAnswer {
 // Sends one command of the Storage network function (its command byte, its request data).
 using StorageCommand = std::function<StorageAnswer(u8 cmd, std::span<const u8> data)>;
 
-// The repository's records one after another, as stored (the form readers/sdr parses); nullopt
-// when not one could be read.
-std::optional<std::string> readSdrRepository(const StorageCommand &command);
+// The repository as far as it could be read; nullopt when not one record could.
+std::optional<SdrRepository> readSdrRepository(const StorageCommand &command);
+
+// What a user is told of reading it: why the records name no sensors, or name only some; empty
+// when it was read whole.
+std::string repositoryNote(const std::optional<SdrRepository> &repository);
 
 } // namespace diagpanel

@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/diagpanel/follow/lan_client.hpp"
+#include "tools/diagpanel/follow/sdr_repository.hpp"
 #include "tools/diagpanel/readers/sdr.hpp"
 #include "tools/diagpanel/watch/panel_worker.hpp"
 
@@ -148,10 +149,12 @@ FollowClock::time_point WatchedBmc::logIn(FollowClock::time_point now)
         follower_.emplace(*client_, *saved.resume, saved.records, interval_);
         saved_ = saved.resume;
     } else {
-        if (const std::optional<std::string> repository = client_->sdrRepository()) {
-            names_ = parseSdr("the BMC's SDR repository", *repository, false).names;
-        } else {
-            tell_("the BMC's SDR repository could not be read: records name no sensors");
+        const std::optional<SdrRepository> repository = client_->sdrRepository();
+        if (const std::string note = repositoryNote(repository); !note.empty()) {
+            tell_(note);
+        }
+        if (repository) {
+            names_ = parseSdr("the BMC's SDR repository", repository->records, false).names;
         }
         follower_.emplace(*client_, true, interval_);
         const std::lock_guard guard(lock_);
