@@ -398,7 +398,6 @@ void Watcher::tellEvent(Panel &panel, std::string line, bool kept)
 
 void Watcher::serve(Panel &panel, uint32_t events, Clock::time_point now)
 {
-    touch(panel);
     if (!panel.link.running()) {
         if (now >= panel.restartAt) {
             startWorker(panel, now);
@@ -629,7 +628,9 @@ int Watcher::run()
         // once a tick, what they changed (state, panel.json) and workers to start again.
         for (const epoll_event &event : ready) {
             if (event.data.ptr != nullptr) {
-                serve(*static_cast<Panel *>(event.data.ptr), event.events, now);
+                Panel &panel = *static_cast<Panel *>(event.data.ptr);
+                touch(panel);
+                serve(panel, event.events, now);
             }
         }
         std::vector<std::string> stepped;
@@ -639,6 +640,7 @@ int Watcher::run()
         }
         for (const std::string &name : stepped) {
             if (const auto found = panels_.find(name); found != panels_.end()) {
+                touch(*found->second);
                 serve(*found->second, 0, now);
             }
         }
