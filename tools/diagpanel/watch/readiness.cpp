@@ -15,27 +15,25 @@ Readiness::~Readiness()
     }
 }
 
-void Readiness::watch(int &watched, int fd, uint32_t events, void *owner)
+void Readiness::watch(int &watched, int fd, uint32_t events, void *owner) const
 {
     if (watched == fd) {
         return;
     }
-    if (watched >= 0 && epoll_ctl(fd_, EPOLL_CTL_DEL, watched, nullptr) == 0) {
-        --count_;
+    if (watched >= 0) {
+        epoll_ctl(fd_, EPOLL_CTL_DEL, watched, nullptr);
     }
     watched = -1;
     epoll_event event{};
     event.events = events;
     event.data.ptr = owner;
     if (fd >= 0 && epoll_ctl(fd_, EPOLL_CTL_ADD, fd, &event) == 0) {
-        ++count_;
         watched = fd;
     }
 }
 
 std::span<const epoll_event> Readiness::wait(int timeoutMs)
 {
-    ready_.resize(static_cast<std::size_t>(std::max(count_, 1)));
     const int got = epoll_wait(fd_, ready_.data(), static_cast<int>(ready_.size()), timeoutMs);
     return {ready_.data(), static_cast<std::size_t>(std::max(got, 0))};
 }

@@ -4,10 +4,10 @@
 // the loop thread only.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <span>
 #include <sys/epoll.h>
-#include <vector>
 
 namespace diagpanel {
 
@@ -24,15 +24,15 @@ class Readiness
     // Waits for `events` (EPOLLIN, EPOLLOUT) on `fd` on behalf of `owner`, in place of what
     // `watched` (-1: nothing) was waited for; fd -1 waits for nothing. `watched` is then the fd
     // waited for. A file descriptor must be let go (fd -1) before it is closed.
-    void watch(int &watched, int fd, uint32_t events, void *owner);
+    void watch(int &watched, int fd, uint32_t events, void *owner) const; // the set is the kernel's
 
     // Waits up to `timeoutMs` for something watched to be ready: what is, with its owner.
     std::span<const epoll_event> wait(int timeoutMs);
 
   private:
     int fd_ = -1;
-    int count_ = 0; // file descriptors watched
-    std::vector<epoll_event> ready_;
+    // What one wait takes; the rest, still ready, comes with the next.
+    std::array<epoll_event, 64> ready_{};
 };
 
 } // namespace diagpanel
