@@ -57,13 +57,17 @@ constexpr std::array<const char *, 0x2D> kSensorTypes = {
     "FRU state",
 };
 
+// "a1 00 60": a line of the timeline a record, so without the C library's formatting.
 std::string hex(const u8 *bytes, std::size_t count)
 {
+    static constexpr char kDigits[] = "0123456789abcdef";
     std::string out;
-    char byte[4];
     for (std::size_t i = 0; i < count; ++i) {
-        snprintf(byte, sizeof byte, i == 0 ? "%02x" : " %02x", bytes[i]);
-        out += byte;
+        if (i > 0) {
+            out += ' ';
+        }
+        out += kDigits[bytes[i] >> 4];
+        out += kDigits[bytes[i] & 0xF];
     }
     return out;
 }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // The text sink: one line per panel change, the effects under the input that caused them.
 #include <ctime>
+#include <initializer_list>
+#include <string_view>
 
 #include "tools/diagpanel/timeline/words.hpp"
 
@@ -23,7 +25,7 @@ class TextSink : public Sink
     {
         switch (e.kind) {
         case Event::Kind::Panel:
-            line(e, "panel", hex32(e.code) + "  " + codeWords(e.code));
+            line(e, "panel", {hex32(e.code), "  ", codeWords(e.code)});
             break;
         case Event::Kind::Repeat:
             if (e.cycle.size() == 1) {
@@ -38,13 +40,17 @@ class TextSink : public Sink
             last_.reset();
             break;
         case Event::Kind::Fault:
-            line(e, "fault", changeWords(e));
+            line(e, "fault", {changeWords(e)});
             break;
         case Event::Kind::Warning:
-            line(e, "warn", std::to_string(e.level) + " " + e.text);
+            line(e, "warn", {std::to_string(e.level), " ", e.text});
             break;
         case Event::Kind::Input:
-            line(e, "input", e.text + (e.source.empty() ? "" : "  (" + e.source + ")"));
+            if (e.source.empty()) {
+                line(e, "input", {e.text});
+            } else {
+                line(e, "input", {e.text, "  (", e.source, ")"});
+            }
             break;
         case Event::Kind::Bmc:
             break; // follow tells it on standard error, with the date
@@ -69,13 +75,33 @@ class TextSink : public Sink
     }
 
   private:
-    void line(const Event &e, const char *kind, const std::string &what)
+    // A line of the timeline: the time columns (blank when the line before had the same time),
+    // the kind, then the text in pieces. Built in place and written whole: a replay writes a line
+    // or more a record, too many for the C library's formatting.
+    void line(const Event &e, std::string_view kind, std::initializer_list<std::string_view> text)
     {
-        const bool again = last_ && *last_ == e.time;
-        const std::string sel = e.sel ? calendar(*e.sel) : "";
-        fprintf(out_, "%11s  %-19s  %-5s  %s\n", again ? "" : when(e.time).c_str(),
-                again ? "" : sel.c_str(), kind, what.c_str());
+        line_.clear();
+        if (last_ && *last_ == e.time) {
+            line_.append(34, ' ');
+        } else {
+            pad(when(e.time), 11, true);
+            line_ += "  ";
+            pad(e.sel ? calendar(*e.sel) : "", 19, false);
+            line_ += "  ";
+        }
+        pad(kind, 5, false);
+        line_ += "  ";
+        for (const std::string_view piece : text) {
+            line_ += piece;
+        }
+        line_ += '\n';
+        fwrite(line_.data(), 1, line_.size(), out_);
         last_ = e.time;
+    }
+    void pad(std::string_view text, std::size_t width, bool right)
+    {
+        const std::size_t fill = width > text.size() ? width - text.size() : 0;
+        line_.append(right ? fill : 0, ' ').append(text).append(right ? 0 : fill, ' ');
     }
     // The time column: time since the library started, or, once the origin is known, the local
     // time of day.
@@ -93,6 +119,7 @@ class TextSink : public Sink
     FILE *out_;
     const std::optional<int64_t> *localOrigin_;
     std::optional<uint64_t> last_;
+    std::string line_;
 };
 
 } // namespace

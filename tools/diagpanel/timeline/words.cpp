@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/diagpanel/timeline/words.hpp"
 
-#include <ctime>
+#include <algorithm>
+#include <charconv>
+#include <chrono>
 
 #include "host_support/table.hpp"
 
@@ -52,29 +54,60 @@ std::string changeWords(const Event &e)
     }
 }
 
+namespace {
+
+// `value` in decimal, zero-padded to `width` digits: what every time of the timeline is made of,
+// a line or more a record, so without the C library's formatting.
+void appendNumber(std::string &out, int64_t value, int width)
+{
+    char digits[24];
+    const auto [end, error] = std::to_chars(digits, digits + sizeof digits, value);
+    const auto count = static_cast<int>(end - digits);
+    out.append(static_cast<std::size_t>(std::max(width - count, 0)), '0');
+    out.append(digits, end);
+}
+
+void appendTimeOfDay(std::string &out, int64_t hours, int64_t minutes, int64_t seconds,
+                     int hoursWidth)
+{
+    appendNumber(out, hours, hoursWidth);
+    out += ':';
+    appendNumber(out, minutes, 2);
+    out += ':';
+    appendNumber(out, seconds, 2);
+}
+
+} // namespace
+
 std::string clock(uint64_t seconds)
 {
-    char text[40];
-    const auto days = static_cast<unsigned long long>(seconds / 86400);
-    const auto h = static_cast<unsigned>(seconds / 3600 % 24);
-    const auto m = static_cast<unsigned>(seconds / 60 % 60);
-    const auto s = static_cast<unsigned>(seconds % 60);
+    std::string out;
+    const auto days = static_cast<int64_t>(seconds / 86400);
     if (days > 0) {
-        snprintf(text, sizeof text, "%llud %02u:%02u:%02u", days, h, m, s);
-    } else {
-        snprintf(text, sizeof text, "%u:%02u:%02u", h, m, s);
+        appendNumber(out, days, 1);
+        out += "d ";
     }
-    return text;
+    const auto s = static_cast<int64_t>(seconds % 86400);
+    appendTimeOfDay(out, s / 3600, s / 60 % 60, s % 60, days > 0 ? 2 : 1);
+    return out;
 }
 
 std::string calendar(int64_t seconds)
 {
-    const auto t = static_cast<time_t>(seconds);
-    tm utc{};
-    gmtime_r(&t, &utc);
-    char text[32];
-    strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &utc);
-    return text;
+    using namespace std::chrono;
+    const sys_seconds at{std::chrono::seconds{seconds}};
+    const sys_days day = floor<days>(at);
+    const year_month_day date{day};
+    const int64_t s = (at - day).count();
+    std::string out;
+    appendNumber(out, static_cast<int>(date.year()), 4);
+    out += '-';
+    appendNumber(out, static_cast<unsigned>(date.month()), 2);
+    out += '-';
+    appendNumber(out, static_cast<unsigned>(date.day()), 2);
+    out += ' ';
+    appendTimeOfDay(out, s / 3600, s / 60 % 60, s % 60, 2);
+    return out;
 }
 
 std::string faultWords(const DIAG_PANEL_MSG_S &msg)
