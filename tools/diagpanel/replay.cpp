@@ -299,37 +299,40 @@ void Replay::written(const InFlight &input, const host::Effects *effects,
     }
     current_ = input.at;
     const Item &item = input.item;
+    Cause cause{item, {}, {}};
     if (item.kind != Item::Kind::Sel || options_.listInputs) {
         Event line;
         line.kind = Event::Kind::Input;
-        line.text = item.describe();
-        emit(line, &item);
+        cause.describe();
+        line.text = cause.record;
+        emit(line, &cause);
     }
     if (input.result != 0) {
         Event failed;
         failed.kind = Event::Kind::Warning;
         failed.level = 2;
         failed.text = "could not post the record (DIAG_PANEL_TRANS_postMessage failed)";
-        emit(failed, &item);
+        emit(failed, &cause);
     }
     if (effects == nullptr) {
         Event stuck;
         stuck.kind = Event::Kind::Warning;
         stuck.level = 2;
         stuck.text = "the library's intake did not take the record within " + waited();
-        emit(stuck, &item);
+        emit(stuck, &cause);
     }
     if (table == nullptr) {
         table = effects != nullptr ? &effects->table : &table_;
     }
-    changes(&item, effects != nullptr ? effects->warnings : std::vector<HOST_LOG_LINE_S>{}, *table);
+    changes(&cause, effects != nullptr ? effects->warnings : std::vector<HOST_LOG_LINE_S>{},
+            *table);
     settledFrom_ = pending_.size();
     ++played_;
     progress();
 }
 
 // The library's warnings and the table's changes, as timeline events.
-void Replay::changes(const Item *item, const std::vector<HOST_LOG_LINE_S> &warnings,
+void Replay::changes(Cause *cause, const std::vector<HOST_LOG_LINE_S> &warnings,
                      const std::vector<DIAG_PANEL_MSG_S> &table)
 {
     for (const HOST_LOG_LINE_S &line : warnings) {
@@ -337,7 +340,7 @@ void Replay::changes(const Item *item, const std::vector<HOST_LOG_LINE_S> &warni
         warning.kind = Event::Kind::Warning;
         warning.level = line.uiLevel;
         warning.text = line.acText;
-        emit(warning, item);
+        emit(warning, cause);
     }
     if (&table == &table_) {
         return; // unchanged
@@ -349,7 +352,7 @@ void Replay::changes(const Item *item, const std::vector<HOST_LOG_LINE_S> &warni
             removed.kind = Event::Kind::Fault;
             removed.change = '-';
             removed.msg = old;
-            emit(removed, item);
+            emit(removed, cause);
         }
     }
     for (const DIAG_PANEL_MSG_S &entry : table) {
@@ -364,7 +367,7 @@ void Replay::changes(const Item *item, const std::vector<HOST_LOG_LINE_S> &warni
         changed.change = was == table_.end() ? '+' : '~';
         changed.msg = entry;
         changed.was = was == table_.end() ? DIAG_PANEL_MSG_S{} : *was;
-        emit(changed, item);
+        emit(changed, cause);
     }
     table_ = table;
 }
@@ -381,18 +384,27 @@ void Replay::oneByOne()
     options_.batch = 1;
 }
 
-void Replay::emit(Event event, const Item *item)
+void Replay::Cause::describe()
+{
+    if (record.empty()) {
+        source = item.source.where();
+        record = item.describe();
+    }
+}
+
+void Replay::emit(Event event, Cause *cause)
 {
     if (event.kind != Event::Kind::Panel && event.kind != Event::Kind::Repeat) {
         flushPanel(current_);
         event.time = current_;
     }
     event.sel = clockOf_->selClock(event.time);
-    if (item != nullptr) {
-        event.source = item->source.where();
-        event.record = item->describe();
-        if (item->kind == Item::Kind::Sel) {
-            event.raw = item->sel;
+    if (cause != nullptr) {
+        cause->describe();
+        event.source = cause->source;
+        event.record = cause->record;
+        if (cause->item.kind == Item::Kind::Sel) {
+            event.raw = cause->item.sel;
         }
         if (event.kind != Event::Kind::Input && announced_ != played_ + 1) {
             Event input = event; // what caused the lines that follow

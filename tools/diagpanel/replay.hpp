@@ -99,6 +99,15 @@ class Replay
         std::optional<uint64_t> stepsUntil;
     };
 
+    // The input whose effects are being written out, described at the first line it causes and
+    // not again for the others.
+    struct Cause {
+        const Item &item;
+        std::string source;
+        std::string record;
+        void describe();
+    };
+
     uint64_t now() const;
     void runUntil(uint64_t time);
     void step();
@@ -118,9 +127,9 @@ class Replay
                   const std::vector<DIAG_PANEL_MSG_S> *table = nullptr);
     void written(const InFlight &input, const host::Effects *effects,
                  const std::vector<DIAG_PANEL_MSG_S> *table);
-    void changes(const Item *item, const std::vector<HOST_LOG_LINE_S> &warnings,
+    void changes(Cause *cause, const std::vector<HOST_LOG_LINE_S> &warnings,
                  const std::vector<DIAG_PANEL_MSG_S> &table);
-    void emit(Event event, const Item *item);
+    void emit(Event event, Cause *cause);
     // Writes out the panel's pending steps; a repeat reaches no further than `upTo`, the time of
     // the input that ends it.
     void flushPanel(uint64_t upTo = UINT64_MAX);
