@@ -14,7 +14,7 @@
 #include "host_support/intake.hpp"
 #include "host_support/private_var.hpp"
 #include "host_support/table.hpp"
-#include "session_reads.hpp"
+#include "session_pipe.hpp"
 
 namespace host {
 
@@ -26,6 +26,7 @@ constexpr u32 kWarningLevel = 4;         // log levels up to this one are warnin
 constexpr unsigned kDiagModeSeconds = 1; // the display thread's sleep while the firmware's
                                          // diagnostic mode owns the panel
 constexpr unsigned kStepSeconds = 4;     // taken as the sleep of a step that slept none
+constexpr std::size_t kRunBytes = 4096;  // frames gathered for one write: a page of the pipe
 
 // The session whose frames are tracked; at most one.
 std::atomic<Session *> g_tracked{nullptr};
@@ -57,7 +58,8 @@ std::vector<DIAG_PANEL_MSG_S> faultTable()
     return out;
 }
 
-Session::Session(SessionSetup setup) : setup_(std::move(setup))
+Session::Session(SessionSetup setup)
+    : setup_(std::move(setup)), run_(std::make_unique<GatheredWrites>())
 {
     privateVar_ = usePrivateVar();
     HOST_LogEcho(0);
@@ -122,11 +124,13 @@ bool Session::startIntake(u32 board, u32 answering)
 
 int Session::postSel(std::span<const u8> record, u8 severity)
 {
+    flush();
     return postFrame(DIAG_PANEL_MSG_TYPE_SEL, record, severity);
 }
 
 int Session::postEvent(u32 type, u8 percent)
 {
+    flush();
     return host::postEvent(type, percent);
 }
 
@@ -223,24 +227,35 @@ int Session::postEvent(u32 type, u8 percent, StepsAfter after)
 int Session::postTracked(u8 msgType, std::span<const u8> body, u8 severity, StepsAfter after)
 {
     const uint64_t size = sizeof(DIAG_PANEL_PIPE_MSG_S) + body.size();
-    {
-        // Queued before the frame goes in: the intake may take it at once, and would otherwise
-        // find no boundary and block in its next read with the frame's outcome left behind.
-        std::lock_guard lock(mutex_);
-        posted_ += size;
-        boundaries_.push_back({posted_, after});
-        firstEnd_ = boundaries_.front().end;
+    if (run_->bytes.size() + size > kRunBytes) {
+        flush();
     }
+    gatherWrites(run_.get());
     const int result = postFrame(msgType, body, severity);
-    if (result != 0) {
-        // Nothing went in, so the intake cannot have reached the frame's end: it is still queued,
-        // the last.
-        std::lock_guard lock(mutex_);
-        posted_ -= size;
-        boundaries_.pop_back();
-        firstEnd_ = boundaries_.empty() ? UINT64_MAX : boundaries_.front().end;
+    gatherWrites(nullptr);
+    if (result == 0) {
+        posted_ += size;
+        running_.push_back({posted_, after});
     }
     return result;
+}
+
+// The run of frames into the pipe, their boundaries queued first: the intake may take them at
+// once, and would otherwise find no boundary and block in its next read with an outcome left
+// behind. The pipe is the library's own, open for reading and writing, so it takes a run whole;
+// were it ever to take less, the frames left out would not be taken, and a wait would say so.
+void Session::flush()
+{
+    if (running_.empty()) {
+        return;
+    }
+    {
+        std::lock_guard lock(mutex_);
+        boundaries_.insert(boundaries_.end(), running_.begin(), running_.end());
+        firstEnd_ = boundaries_.front().end;
+    }
+    running_.clear();
+    (void)writeGathered(*run_);
 }
 
 void Session::atIntakeRead(uint64_t consumed)
@@ -259,8 +274,9 @@ void Session::atIntakeRead(uint64_t consumed)
                 self->firstEnd_ =
                     self->boundaries_.empty() ? UINT64_MAX : self->boundaries_.front().end;
                 self->closing_ = false;
-                if (self->waiting_ && self->boundaries_.empty()) {
-                    self->allIn_.notify_all();
+                if (self->awaitedLeft_ != kNotWaiting &&
+                    self->boundaries_.size() <= self->awaitedLeft_) {
+                    self->caughtUp_.notify_all();
                 }
                 return;
             }
@@ -322,23 +338,37 @@ std::optional<std::vector<DIAG_PANEL_MSG_S>> Session::tableIfChanged()
     return outcomeTable_;
 }
 
-std::deque<Outcome> Session::outcomes(std::chrono::milliseconds timeout, bool *complete)
+std::deque<Outcome> Session::outcomes(std::chrono::milliseconds timeout, bool *complete,
+                                      std::size_t left)
 {
-    std::unique_lock lock(mutex_);
-    const auto allIn = [&] { return boundaries_.empty() && !closing_; };
-    if (timeout.count() > 0 && !allIn()) {
+    if (timeout.count() > 0) {
+        flush();
+    }
+    // Without a wait, not for the mutex either: the intake takes it a few times a frame, and what
+    // it is putting in comes out at the next call.
+    std::unique_lock lock(mutex_, std::defer_lock);
+    if (timeout.count() > 0) {
+        lock.lock();
+    } else if (!lock.try_lock()) {
+        if (complete != nullptr) {
+            *complete = false;
+        }
+        return {};
+    }
+    const auto in = [&] { return boundaries_.size() <= left && (left > 0 || !closing_); };
+    if (timeout.count() > 0 && !in()) {
         lock.unlock();
         yieldUntil([&] {
             std::lock_guard held(mutex_);
-            return allIn();
+            return in();
         });
         lock.lock();
-        waiting_ = true;
-        allIn_.wait_for(lock, timeout, allIn);
-        waiting_ = false;
+        awaitedLeft_ = left;
+        caughtUp_.wait_for(lock, timeout, in);
+        awaitedLeft_ = kNotWaiting;
     }
     if (complete != nullptr) {
-        *complete = allIn();
+        *complete = in();
     }
     return std::exchange(outcomes_, {});
 }

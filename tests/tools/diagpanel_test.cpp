@@ -1,12 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
 // diagpanel's parts against the library: decoding what the library itself writes to the panel,
-// the virtual clock a capture is mapped onto. Whole replays, with the cycles they find and skip,
-// are the golden runs'; their speed is make bench's.
+// the virtual clock a capture is mapped onto, a long replay with the intake kept busy against the
+// same inputs played one by one. Whole replays, with the cycles they find and skip, are the golden
+// runs'; their speed is make bench's.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+#include <boards/catalogue.hpp>
 #include <diagpanel/diagpanel.h>
 
 #include <host_platform/diagpanel_host.h>
+#include "host_support/frames.hpp"
 #include "tools/diagpanel/panel_code.hpp"
 #include "tools/diagpanel/replay.hpp"
 
@@ -79,6 +90,93 @@ TEST(DiagpanelTimeMap, PlacesTimestampsOnOneMonotonicClock)
         EXPECT_EQ(map.place(selAt(s.stamp)), s.at);
     }
     EXPECT_EQ(map.selClock(116), 0x65E1A2C0);
+}
+
+// The text timeline of `items` replayed with `batch` inputs in flight, in a child process: the
+// library starts once a process.
+std::string timelineOf(const std::vector<Item> &items, std::size_t batch)
+{
+    FILE *out = tmpfile();
+    if (out == nullptr) {
+        ADD_FAILURE() << "tmpfile";
+        return {};
+    }
+    (void)fflush(nullptr); // the child writes out nothing of the parent's
+    const pid_t child = fork();
+    if (child == 0) {
+        ReplayOptions options;
+        options.board = diag::board::k01030103;
+        options.batch = batch;
+        const std::unique_ptr<Sink> sink = textSink(out);
+        Replay run(options, {sink.get()});
+        std::string why;
+        if (!run.start(why)) {
+            fprintf(stderr, "%s\n", why.c_str());
+            _exit(1);
+        }
+        run.beginFile();
+        for (const Item &item : items) {
+            run.play(item);
+        }
+        run.finish(0);
+        fflush(out);
+        _exit(0);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
+    std::string text;
+    rewind(out);
+    char chunk[4096];
+    for (std::size_t got = 0; (got = fread(chunk, 1, sizeof chunk, out)) > 0;) {
+        text.append(chunk, got);
+    }
+    fclose(out);
+    return text;
+}
+
+// Thousands of inputs in flight in the intake, posted in runs and waited for in part, with the
+// display stepped on the intake's thread between them: the timeline is the one of each input
+// waited for alone. Records come in bursts, one a second, or after a pause long enough for whole
+// display cycles to be skipped; a sensor name given midway applies to the records after it.
+TEST(DiagpanelReplay, KeepsTheIntakeBusyWithTheTimelineOfOneByOne)
+{
+    const host::SelBytes kinds[] = {host::systemEventRecord(0x0C, 0x60, 0x6F, 0xA1, 0x00, 0x60),
+                                    host::systemEventRecord(0x08, 0x30, 0x6F, 0x01),
+                                    host::systemEventRecord(0x01, 0x11, 0x01, 0x59, 0x5A, 0x55),
+                                    host::systemEventRecord(0x04, 0x40, 0x0A, 0x08)};
+    std::vector<Item> items;
+    u32 stamp = 0x65E1A2C0;
+    u32 random = 1;
+    for (unsigned i = 0; i < 6000; ++i) {
+        random = random * 1103515245u + 12345u;
+        if (i == 3100) {
+            Item name;
+            name.kind = Item::Kind::SensorName;
+            name.number = 0x30;
+            name.name = "PSU_2_Status";
+            items.push_back(name);
+        }
+        stamp += i % 2500 == 2499 ? 900 : (random >> 16) % 4 == 0 ? 0 : (random >> 18) % 3;
+        Item record = selAt(stamp);
+        const host::SelBytes &kind = kinds[(random >> 20) % 4];
+        std::copy(kind.begin() + 7, kind.end(), record.sel.begin() + 7);
+        record.sel[0] = static_cast<u8>(i);
+        record.sel[1] = static_cast<u8>(i >> 8);
+        record.sel[2] = kSystemEventRecord;
+        record.sel[12] = static_cast<u8>(record.sel[12] | ((random >> 22) % 2 != 0 ? 0x80 : 0));
+        record.source.file = "sel.bin";
+        record.source.offset = i * kSelLen;
+        items.push_back(record);
+    }
+    const std::string alone = timelineOf(items, 1);
+    const std::string busy = timelineOf(items, 1024);
+    EXPECT_EQ(busy, alone);
+    EXPECT_EQ(timelineOf(items, 16), alone) << "waits for part of the frames in flight";
+    EXPECT_GT(std::count(busy.begin(), busy.end(), '\n'), 11000);
+    EXPECT_NE(busy.find("fault  + memory B3"), std::string::npos);
+    EXPECT_NE(busy.find("... unchanged until"), std::string::npos) << "cycles skipped";
+    EXPECT_LT(busy.rfind("Number=0x30"), busy.find("PSU_2_Status")) << "the name applies after";
 }
 
 } // namespace

@@ -156,16 +156,19 @@ void Replay::play(const Item &item)
         return;
     }
     inFlight_.push_back({item, at, times_, 0, std::nullopt});
-    if (inFlight_.size() - sent_ > kPostRun) {
-        post(false);
-    }
     const std::size_t batch = std::max<std::size_t>(options_.batch, 1);
     if (batch == 1) {
         settle();
-    } else if (inFlight_.size() >= batch) {
+        return;
+    }
+    if (inFlight_.size() - sent_ <= kPostRun) {
+        return;
+    }
+    post(false);
+    if (inFlight_.size() >= batch) {
         collect(std::chrono::milliseconds(0)); // whatever is in, without waiting
         if (inFlight_.size() >= 2 * batch) {
-            collect(kWait);
+            collect(kWait, batch); // the intake kept busy with the rest meanwhile
         }
     }
 }
@@ -220,12 +223,13 @@ void Replay::refused()
     horizon_ = now() + parked_;
 }
 
-// Writes out what the library did, in order, as far as its outcomes are in; `wait`: until every
-// frame posted is taken, with the steps after it.
-void Replay::collect(std::chrono::milliseconds wait)
+// Writes out what the library did, in order, as far as its outcomes are in; `wait`: until no more
+// than `left` of the frames posted are still to be taken (none: every frame, with the steps after
+// it). The intake not there within the wait is given up on.
+void Replay::collect(std::chrono::milliseconds wait, std::size_t left)
 {
     bool complete = false;
-    std::deque<host::Outcome> outcomes = session_->outcomes(wait, &complete);
+    std::deque<host::Outcome> outcomes = session_->outcomes(wait, &complete, left);
     for (host::Outcome &outcome : outcomes) {
         if (outcome.step) {
             stepped(outcome.display, outcome.seconds, outcome.warnings,

@@ -119,7 +119,7 @@ class Replay
     bool stepsAfterLatest(uint64_t at);
     void post(bool all = true);
     void refused();
-    void collect(std::chrono::milliseconds wait);
+    void collect(std::chrono::milliseconds wait, std::size_t left = 0);
     int apply(const Item &item);
     void settle();
     // `table`: the fault table after the input, when not the effects' own.

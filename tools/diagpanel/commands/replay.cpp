@@ -17,7 +17,7 @@ namespace diagpanel {
 
 namespace {
 
-constexpr std::size_t kBatch = 256; // inputs in flight in the library's intake at once
+constexpr std::size_t kBatch = 1024; // inputs in flight in the library's intake at once
 
 struct ReplayArgs {
     std::string board;

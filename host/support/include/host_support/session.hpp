@@ -13,6 +13,7 @@
 #include <condition_variable>
 #include <deque>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <span>
@@ -23,6 +24,8 @@
 #include <host_platform/diagpanel_host.h>
 
 namespace host {
+
+struct GatheredWrites;
 
 struct SessionSetup {
     std::optional<u32> board;        // none: the platform's as it is
@@ -108,16 +111,20 @@ class Session
     // it once every frame posted so far has been taken (after a marker waited for).
     void track();
     // Posts a tracked frame; `after`: display steps to take once the intake has taken it. The
-    // library's result; a frame refused has no outcome.
+    // library's result; a frame refused has no outcome. Frames posted go into the pipe in runs
+    // (one write, not one a frame): when a run is full, and before any wait or untracked post.
     int postSel(std::span<const u8> record, u8 severity, StepsAfter after);
     int postEvent(u32 type, u8 percent, StepsAfter after);
-    // The outcomes in so far; with a timeout, once every frame posted has been taken and every
-    // step after it taken (or the timeout has passed: `complete` tells which).
-    std::deque<Outcome> outcomes(std::chrono::milliseconds timeout, bool *complete = nullptr);
+    // The outcomes in so far; with a timeout, once no more than `left` of the frames posted are
+    // still to be taken, and with none left, every step after the last taken too (or once the
+    // timeout has passed: `complete` tells which). Frames left keep the intake busy meanwhile.
+    std::deque<Outcome> outcomes(std::chrono::milliseconds timeout, bool *complete = nullptr,
+                                 std::size_t left = 0);
     // Virtual seconds of the display so far.
     uint64_t seconds() const;
 
   private:
+    static constexpr std::size_t kNotWaiting = SIZE_MAX;
     struct Boundary {
         uint64_t end; // the bytes the intake has read once it has read the frame
         StepsAfter after;
@@ -126,6 +133,7 @@ class Session
     static void onLog(const HOST_LOG_LINE_S *line, void *arg);
     static void atIntakeRead(uint64_t consumed);
     int postTracked(u8 msgType, std::span<const u8> body, u8 severity, StepsAfter after);
+    void flush();
     void frameTaken(const Boundary &boundary);
     DisplayStep takeStep();
     std::optional<std::vector<DIAG_PANEL_MSG_S>> tableIfChanged();
@@ -139,14 +147,17 @@ class Session
     std::atomic<u32> lastMarker_ = 0; // changed under the mutex, read without it while yielding
     u32 awaited_ = 0;                 // the marker waitFor() sleeps on
 
-    // Tracking. The caller posts and queues boundaries; the intake closes them, under mutex_.
+    // Tracking. The caller posts frames in runs and queues their boundaries; the intake closes
+    // them, under mutex_.
     uint64_t posted_ = 0;                         // bytes of the frames posted
-    std::deque<Boundary> boundaries_;             // frames posted, not yet taken
+    std::vector<Boundary> running_;               // frames posted, not yet in the pipe
+    std::unique_ptr<GatheredWrites> run_;         // their bytes
+    std::deque<Boundary> boundaries_;             // frames in the pipe, not yet taken
     std::atomic<uint64_t> firstEnd_ = UINT64_MAX; // the first one's end: read without the mutex
     std::deque<Outcome> outcomes_;                // in, not yet handed out
     bool closing_ = false;                        // the intake is taking steps after a frame
-    bool waiting_ = false;                        // outcomes() sleeps until all are in
-    std::condition_variable allIn_;
+    std::size_t awaitedLeft_ = kNotWaiting;       // outcomes() sleeps until no more are left
+    std::condition_variable caughtUp_;
     std::atomic<unsigned> parked_ = 0; // seconds of the display's pending sleep
     // The table of the latest outcome (the intake's thread's); not known after a step taken by
     // the caller.

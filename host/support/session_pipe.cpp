@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "session_reads.hpp"
+#include "session_pipe.hpp"
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <cstring>
 #include <dlfcn.h>
 #include <memory>
@@ -12,14 +13,22 @@
 namespace {
 
 using ReadFunction = ssize_t (*)(int, void *, size_t);
+using WriteFunction = ssize_t (*)(int, const void *, size_t);
 
 std::atomic<uint64_t> g_consumed{0}; // written by the intake's thread alone
 std::atomic<host::IntakeReadHook> g_hook{nullptr};
+thread_local host::GatheredWrites *t_gathering = nullptr;
 
 // The read() this one stands in front of (a sanitizer's, if one is loaded, else the C library's).
 ReadFunction realRead()
 {
     static const auto next = reinterpret_cast<ReadFunction>(dlsym(RTLD_NEXT, "read"));
+    return next;
+}
+
+WriteFunction realWrite()
+{
+    static const auto next = reinterpret_cast<WriteFunction>(dlsym(RTLD_NEXT, "write"));
     return next;
 }
 
@@ -89,6 +98,18 @@ extern "C" ssize_t read(int fd, void *buf, size_t nbytes)
     return got;
 }
 
+extern "C" ssize_t write(int fd, const void *buf, size_t n)
+{
+    host::GatheredWrites *gathered = t_gathering;
+    if (gathered == nullptr || (gathered->fd != -1 && gathered->fd != fd)) {
+        return realWrite()(fd, buf, n);
+    }
+    gathered->fd = fd;
+    const auto *bytes = static_cast<const unsigned char *>(buf);
+    gathered->bytes.insert(gathered->bytes.end(), bytes, bytes + n);
+    return static_cast<ssize_t>(n);
+}
+
 namespace host {
 
 uint64_t intakeBytesRead()
@@ -99,6 +120,31 @@ uint64_t intakeBytesRead()
 void hookIntakeReads(IntakeReadHook hook)
 {
     g_hook.store(hook, std::memory_order_release);
+}
+
+void gatherWrites(GatheredWrites *into)
+{
+    t_gathering = into;
+}
+
+bool writeGathered(GatheredWrites &gathered)
+{
+    size_t done = 0;
+    while (done < gathered.bytes.size()) {
+        const ssize_t wrote =
+            realWrite()(gathered.fd, gathered.bytes.data() + done, gathered.bytes.size() - done);
+        if (wrote < 0 && errno == EINTR) {
+            continue;
+        }
+        if (wrote <= 0) {
+            break;
+        }
+        done += static_cast<size_t>(wrote);
+    }
+    const bool whole = done == gathered.bytes.size();
+    gathered.bytes.clear();
+    gathered.fd = -1;
+    return whole;
 }
 
 } // namespace host
