@@ -40,17 +40,22 @@ constexpr size_t kRetainedLines = 1u << 14; // journals keep their newest lines
 
 using Clock = std::chrono::steady_clock;
 
-// A journal of lines with absolute numbers; only the newest kRetainedLines are kept.
+// A journal of lines with absolute numbers; only the newest `keep` are kept (kRetainedLines unless
+// told), and the count goes on when none is.
 template <typename Line> class Journal
 {
   public:
     void add(const Line &line)
     {
         lines_.push_back(line);
-        if (lines_.size() > kRetainedLines) {
-            lines_.pop_front();
-            ++first_;
-        }
+        trim();
+    }
+    void pass() { ++first_; } // a line counted, not kept
+    bool keeps() const { return keep_ > 0; }
+    void keep(size_t lines)
+    {
+        keep_ = lines;
+        trim();
     }
     u32 count() const { return first_ + static_cast<u32>(lines_.size()); }
     const Line *at(u32 index) const
@@ -67,8 +72,15 @@ template <typename Line> class Journal
     }
 
   private:
+    void trim()
+    {
+        for (; lines_.size() > keep_; ++first_) {
+            lines_.pop_front();
+        }
+    }
     std::deque<Line> lines_;
     u32 first_ = 0;
+    size_t keep_ = kRetainedLines;
 };
 
 struct StandIn {
@@ -104,6 +116,7 @@ struct StandIn {
     void resetBehaviour()
     {
         log.clear();
+        log.keep(kRetainedLines);
         panelCodes.clear();
         refuseWrites = refuseReads = false;
         version = kDefaultVersion;
@@ -117,6 +130,7 @@ struct StandIn {
         fansInError.clear();
         lockFails = unlockFails = false;
         calls.clear();
+        calls.keep(kRetainedLines);
     }
 };
 
@@ -130,12 +144,19 @@ StandIn &standIn()
 void journal(const char *format, ...) __attribute__((format(printf, 1, 2)));
 void journal(const char *format, ...)
 {
+    StandIn &s = standIn();
+    {
+        std::lock_guard lock(s.mutex);
+        if (!s.calls.keeps()) {
+            s.calls.pass();
+            return;
+        }
+    }
     char line[160];
     va_list args;
     va_start(args, format);
     vsnprintf(line, sizeof line, format, args);
     va_end(args);
-    StandIn &s = standIn();
     std::lock_guard lock(s.mutex);
     s.calls.add(line);
 }
@@ -179,7 +200,11 @@ extern "C" void DiagLogOut(u32 uiLevel, u32 uiLine, const char *pcFile, const ch
 
     StandIn &s = standIn();
     std::lock_guard lock(s.mutex);
-    s.log.add(line);
+    if (s.log.keeps()) {
+        s.log.add(line);
+    } else {
+        s.log.pass();
+    }
     if (s.echo) {
         fprintf(stderr, "%u %s:%u %s\n", uiLevel, line.acFile, uiLine, line.acText);
     }
@@ -403,6 +428,14 @@ extern "C" int HOST_LogWait(u32 uiFrom, const char *pcText, u32 uiTimeoutMs)
         return false;
     });
     return found;
+}
+
+extern "C" void HOST_JournalKeep(u32 uiLines)
+{
+    StandIn &s = standIn();
+    std::lock_guard lock(s.mutex);
+    s.log.keep(uiLines);
+    s.calls.keep(uiLines);
 }
 
 extern "C" void HOST_LogHook(HOST_LOG_HOOK_F pfHook, void *pvArg)

@@ -120,7 +120,10 @@ std::string timelineOf(const std::vector<Item> &items, std::size_t batch)
         }
         run.finish(0);
         fflush(out);
-        _exit(0);
+        HOST_LOG_LINE_S last{};
+        _exit(HOST_LogCount() > 0 && HOST_LogGet(HOST_LogCount() - 1, &last) != 0
+                  ? 0
+                  : 2); // lines logged, none kept: the session took them
     }
     int status = 0;
     waitpid(child, &status, 0);

@@ -102,6 +102,9 @@ bool Replay::start(std::string &why)
     setup.board = options_.board;
     setup.names = options_.names;
     setup.fansFailing = true; // a fan fault in a capture was confirmed by the fan control
+    // A long replay, or a BMC watched for months, would otherwise hold the newest 16,384 log
+    // lines in the stand-in, 8 MiB, beside those the session takes.
+    setup.journals = false;
     host::Session &session = session_.emplace(std::move(setup));
     const std::optional<host::DisplayStep> first = session.start();
     if (!first) {

@@ -34,6 +34,9 @@ struct SessionSetup {
     // Each marker empties the fault table after taking it, so that every record's effects are
     // its own (the tables command); otherwise the table goes on as firmware's would.
     bool emptyTableAtMarker = false;
+    // The stand-in keeps its journals of log lines and platform calls (the tables command reads
+    // them); the session's hook takes the log either way.
+    bool journals = true;
 };
 
 // What the frames posted before a marker (and after the one before it) did.
