@@ -255,6 +255,7 @@ void Session::flush()
         std::lock_guard lock(mutex_);
         boundaries_.insert(boundaries_.end(), running_.begin(), running_.end());
         firstEnd_ = boundaries_.front().end;
+        untaken_.store(boundaries_.size() + (closing_ ? 1 : 0), std::memory_order_release);
     }
     running_.clear();
     (void)writeGathered(*run_);
@@ -276,6 +277,7 @@ void Session::atIntakeRead(uint64_t consumed)
                 self->firstEnd_ =
                     self->boundaries_.empty() ? UINT64_MAX : self->boundaries_.front().end;
                 self->closing_ = false;
+                self->untaken_.store(self->boundaries_.size(), std::memory_order_release);
                 if (self->awaitedLeft_ != kNotWaiting &&
                     self->boundaries_.size() <= self->awaitedLeft_) {
                     self->caughtUp_.notify_all();
@@ -285,6 +287,7 @@ void Session::atIntakeRead(uint64_t consumed)
             boundary = self->boundaries_.front();
             self->boundaries_.pop_front();
             self->closing_ = true;
+            self->untaken_.store(self->boundaries_.size() + 1, std::memory_order_release);
         }
         self->frameTaken(boundary);
     }
@@ -360,10 +363,7 @@ std::deque<Outcome> Session::outcomes(std::chrono::milliseconds timeout, bool *c
     const auto in = [&] { return boundaries_.size() <= left && (left > 0 || !closing_); };
     if (timeout.count() > 0 && !in()) {
         lock.unlock();
-        yieldUntil([&] {
-            std::lock_guard held(mutex_);
-            return in();
-        });
+        yieldUntil([&] { return untaken_.load(std::memory_order_acquire) <= left; });
         lock.lock();
         awaitedLeft_ = left;
         caughtUp_.wait_for(lock, timeout, in);

@@ -159,7 +159,10 @@ class Session
     std::atomic<uint64_t> firstEnd_ = UINT64_MAX; // the first one's end: read without the mutex
     std::deque<Outcome> outcomes_;                // in, not yet handed out
     bool closing_ = false;                        // the intake is taking steps after a frame
-    std::size_t awaitedLeft_ = kNotWaiting;       // outcomes() sleeps until no more are left
+    // Frames in the pipe, and the one whose steps are being taken: what a wait polls, without
+    // the mutex, before it sleeps.
+    std::atomic<std::size_t> untaken_ = 0;
+    std::size_t awaitedLeft_ = kNotWaiting; // outcomes() sleeps until no more are left
     std::condition_variable caughtUp_;
     std::atomic<unsigned> parked_ = 0; // seconds of the display's pending sleep
     // The table of the latest outcome (the intake's thread's); not known after a step taken by
