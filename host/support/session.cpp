@@ -303,15 +303,23 @@ void Session::frameTaken(const Boundary &boundary)
         frame.warnings = std::exchange(lines_, {});
         outcomes_.push_back(std::move(frame));
     }
-    for (unsigned n = 0;
-         n < boundary.after.most &&
-         vclock::now() + parked_.load(std::memory_order_relaxed) < boundary.after.until;
-         ++n) {
+    const StepsAfter &after = boundary.after;
+    const auto next = [&] {
+        return vclock::now() + parked_.load(std::memory_order_relaxed) +
+               skipped_.load(std::memory_order_relaxed);
+    };
+    std::vector<DisplayStep> since;
+    for (unsigned n = 0; n < after.most && next() < after.until; ++n) {
         Outcome step;
         step.step = true;
+        if (after.skip != nullptr) {
+            step.skipped = after.skip(since, after.until - next());
+            skipped_.fetch_add(step.skipped.seconds, std::memory_order_relaxed);
+        }
         step.display = takeStep();
         step.seconds = vclock::now();
         step.table = tableIfChanged();
+        since.push_back(step.display);
         std::lock_guard lock(mutex_);
         step.warnings = std::exchange(lines_, {});
         outcomes_.push_back(std::move(step));
@@ -378,6 +386,11 @@ std::deque<Outcome> Session::outcomes(std::chrono::milliseconds timeout, bool *c
 uint64_t Session::seconds() const
 {
     return vclock::now();
+}
+
+void Session::skipped(uint64_t seconds)
+{
+    skipped_.fetch_add(seconds, std::memory_order_relaxed);
 }
 
 } // namespace host

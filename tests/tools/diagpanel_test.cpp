@@ -139,9 +139,11 @@ std::string timelineOf(const std::vector<Item> &items, std::size_t batch)
 }
 
 // Thousands of inputs in flight in the intake, posted in runs and waited for in part, with the
-// display stepped on the intake's thread between them: the timeline is the one of each input
-// waited for alone. Records come in bursts, one a second, or after a pause long enough for whole
-// display cycles to be skipped; a sensor name given midway applies to the records after it.
+// display stepped on the intake's thread between them and whole cycles left out there: the
+// timeline is the one of each input waited for alone, stepped on the replay's thread. Records
+// come in bursts, one a second, or after a pause of half a minute to a quarter of an hour; a
+// sensor name given midway applies to the records after it, and the firmware's diagnostic mode
+// holds the panel for a while (steps of a second).
 TEST(DiagpanelReplay, KeepsTheIntakeBusyWithTheTimelineOfOneByOne)
 {
     const host::SelBytes kinds[] = {host::systemEventRecord(0x0C, 0x60, 0x6F, 0xA1, 0x00, 0x60),
@@ -153,6 +155,12 @@ TEST(DiagpanelReplay, KeepsTheIntakeBusyWithTheTimelineOfOneByOne)
     u32 random = 1;
     for (unsigned i = 0; i < 6000; ++i) {
         random = random * 1103515245u + 12345u;
+        if (i == 4000 || i == 4300) {
+            Item mode;
+            mode.kind = Item::Kind::DiagMode;
+            mode.on = i == 4000;
+            items.push_back(mode);
+        }
         if (i == 3100) {
             Item name;
             name.kind = Item::Kind::SensorName;
@@ -160,7 +168,10 @@ TEST(DiagpanelReplay, KeepsTheIntakeBusyWithTheTimelineOfOneByOne)
             name.name = "PSU_2_Status";
             items.push_back(name);
         }
-        stamp += i % 2500 == 2499 ? 900 : (random >> 16) % 4 == 0 ? 0 : (random >> 18) % 3;
+        stamp += i % 2500 == 2499          ? 900
+                 : i % 97 == 96            ? 30 + (random >> 8) % 900
+                 : (random >> 16) % 4 == 0 ? 0
+                                           : (random >> 18) % 3;
         Item record = selAt(stamp);
         const host::SelBytes &kind = kinds[(random >> 20) % 4];
         std::copy(kind.begin() + 7, kind.end(), record.sel.begin() + 7);

@@ -2,7 +2,9 @@
 #include "tools/diagpanel/replay.hpp"
 
 #include <algorithm>
+#include <climits>
 #include <cstring>
+#include <span>
 #include <string>
 #include <utility>
 
@@ -74,8 +76,7 @@ std::optional<int64_t> TimeMap::selClock(uint64_t time) const
            static_cast<int64_t>(realBase_);
 }
 
-std::optional<Period> periodicTail(const std::vector<Step> &steps, std::size_t from,
-                                   std::size_t times)
+std::optional<Period> periodicTail(std::span<const Step> steps, std::size_t from, std::size_t times)
 {
     const std::size_t n = steps.size();
     std::optional<Period> best;
@@ -90,6 +91,52 @@ std::optional<Period> periodicTail(const std::vector<Step> &steps, std::size_t f
     }
     return best;
 }
+
+namespace {
+
+// Whether to look for a steady cycle once `settled` steps have passed since the latest input:
+// after 8, then at each power of two and every 64 (a cycle found once stays found).
+bool lookForCycle(std::size_t settled)
+{
+    return settled >= kSettleSteps && ((settled & (settled - 1)) == 0 || settled % 64 == 0);
+}
+
+// Nothing changes while the display repeats a steady cycle: whole cycles up to the next input are
+// left out, not stepped, so that a capture spanning months replays in a second. From the steps
+// since the latest input and the seconds from the next step to the next input; one cycle at
+// least is left to step.
+host::Skipped cyclesToSkip(std::span<const Step> since, uint64_t gap)
+{
+    if (!lookForCycle(since.size())) {
+        return {};
+    }
+    const std::optional<Period> period = periodicTail(since, 0, 3);
+    if (!period) {
+        return {};
+    }
+    uint64_t seconds = 0;
+    for (std::size_t i = 0; i < period->length; ++i) {
+        seconds += since[since.size() - 1 - i].seconds;
+    }
+    const uint64_t cycles = gap / seconds;
+    return cycles >= 2 ? host::Skipped{(cycles - 1) * seconds, cycles - 1} : host::Skipped{};
+}
+
+// The same for the steps the intake's thread takes after a frame.
+host::Skipped cyclesToSkipAfterFrame(std::span<const host::DisplayStep> since, uint64_t gap)
+{
+    if (!lookForCycle(since.size())) {
+        return {};
+    }
+    std::vector<Step> steps;
+    steps.reserve(since.size());
+    for (const host::DisplayStep &taken : since) {
+        steps.push_back({0, taken.code, taken.seconds != 0 ? taken.seconds : kStepSeconds});
+    }
+    return cyclesToSkip(steps, gap);
+}
+
+} // namespace
 
 Replay::Replay(ReplayOptions options, std::vector<Sink *> sinks)
     : options_(std::move(options)), sinks_(std::move(sinks))
@@ -177,15 +224,15 @@ void Replay::play(const Item &item)
 }
 
 // The display's steps up to `at` are asked of the intake's thread, after the latest input's frame,
-// when the latest input is a frame not yet posted with none asked yet, and when they are too few
-// for a steady cycle to be looked for (a step takes a second or more): the replay goes on without
-// waiting for the intake.
+// when the latest input is a frame not yet posted with none asked yet: the replay goes on without
+// waiting for the intake, which leaves out the whole cycles of a steady display as runUntil()
+// would.
 bool Replay::stepsAfterLatest(uint64_t at)
 {
-    if (inFlight_.size() == sent_ || inFlight_.back().stepsUntil || at - horizon_ > kSettleSteps) {
+    if (inFlight_.size() == sent_ || inFlight_.back().stepsUntil) {
         return false;
     }
-    inFlight_.back().stepsUntil = at - skipped_;
+    inFlight_.back().stepsUntil = at;
     horizon_ = at;
     return true;
 }
@@ -197,8 +244,9 @@ void Replay::post(bool all)
 {
     while (sent_ + (all ? 0 : 1) < inFlight_.size()) {
         InFlight &input = inFlight_[sent_];
-        const host::StepsAfter after{input.stepsUntil.value_or(0),
-                                     input.stepsUntil ? unsigned{kSettleSteps} : 0u};
+        const host::StepsAfter after =
+            input.stepsUntil ? host::StepsAfter{*input.stepsUntil, UINT_MAX, cyclesToSkipAfterFrame}
+                             : host::StepsAfter{};
         const u8 severity = input.item.severity.value_or(options_.severity.value_or(0));
         input.result = input.item.kind == Item::Kind::Sel
                            ? session_->postSel(input.item.sel, severity, after)
@@ -221,7 +269,7 @@ void Replay::refused()
     const host::Effects effects{0, session_->takeWarnings(), host::faultTable()};
     writeOut(input, &effects);
     if (input.stepsUntil) {
-        runUntil(*input.stepsUntil + skipped_);
+        runUntil(*input.stepsUntil);
     }
     horizon_ = now() + parked_;
 }
@@ -235,6 +283,7 @@ void Replay::collect(std::chrono::milliseconds wait, std::size_t left)
     std::deque<host::Outcome> outcomes = session_->outcomes(wait, &complete, left);
     for (host::Outcome &outcome : outcomes) {
         if (outcome.step) {
+            skip(outcome.skipped);
             stepped(outcome.display, outcome.seconds, outcome.warnings,
                     outcome.table ? *outcome.table : table_);
             continue;
@@ -432,10 +481,11 @@ void Replay::runUntil(uint64_t time)
 {
     // Records at a step's time are posted before that step.
     while (now() + parked_ < time) {
-        const std::size_t settled = pending_.size() - settledFrom_; // steps since the input
-        if (settled >= kSettleSteps && ((settled & (settled - 1)) == 0 || settled % 64 == 0)) {
-            trySkip(time);
-        }
+        const std::span<const Step> since(
+            pending_.begin() + static_cast<std::ptrdiff_t>(settledFrom_), pending_.end());
+        const host::Skipped skipped = cyclesToSkip(since, time - (now() + parked_));
+        skip(skipped);
+        session_->skipped(skipped.seconds);
         if (now() + parked_ < time) {
             step();
         }
@@ -467,24 +517,10 @@ void Replay::stepped(const host::DisplayStep &taken, uint64_t seconds,
     changes(nullptr, warnings, table); // the display step's own
 }
 
-// Nothing changes while the display repeats a steady cycle: whole cycles up to the next input
-// are skipped, not stepped, so that a capture spanning months replays in a second.
-void Replay::trySkip(uint64_t until)
+void Replay::skip(const host::Skipped &skipped)
 {
-    const std::optional<Period> period = periodicTail(pending_, settledFrom_, 3);
-    if (!period) {
-        return;
-    }
-    uint64_t seconds = 0;
-    for (std::size_t i = 0; i < period->length; ++i) {
-        seconds += pending_[pending_.size() - 1 - i].seconds;
-    }
-    const uint64_t gap = until - (now() + parked_);
-    const uint64_t cycles = gap / seconds;
-    if (cycles >= 2) {
-        skipped_ += (cycles - 1) * seconds;
-        skippedCycles_ += cycles - 1;
-    }
+    skipped_ += skipped.seconds;
+    skippedCycles_ += skipped.cycles;
 }
 
 std::optional<u32> Replay::showing() const

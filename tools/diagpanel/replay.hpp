@@ -7,6 +7,7 @@
 #include <deque>
 #include <map>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include <host_platform/diagpanel_host.h>
@@ -59,7 +60,7 @@ struct Period {
     std::size_t start;
     std::size_t length;
 };
-std::optional<Period> periodicTail(const std::vector<Step> &steps, std::size_t from,
+std::optional<Period> periodicTail(std::span<const Step> steps, std::size_t from,
                                    std::size_t times);
 
 class Replay
@@ -94,8 +95,7 @@ class Replay
         uint64_t at;
         TimeMap times; // as it was when the input was placed
         int result;    // of the post
-        // Display steps asked for after its frame, while the next is due before then (the
-        // display's own seconds, skipped cycles left out).
+        // Display steps asked for after its frame, while the next is due before then.
         std::optional<uint64_t> stepsUntil;
     };
 
@@ -114,7 +114,7 @@ class Replay
     void stepped(const host::DisplayStep &taken, uint64_t seconds,
                  const std::vector<HOST_LOG_LINE_S> &warnings,
                  const std::vector<DIAG_PANEL_MSG_S> &table);
-    void trySkip(uint64_t until);
+    void skip(const host::Skipped &skipped);
     bool drain();
     bool stepsAfterLatest(uint64_t at);
     void post(bool all = true);

@@ -53,11 +53,24 @@ struct DisplayStep {
     unsigned seconds = 0;
 };
 
-// Display steps to take after a tracked frame: while the next step is due before `until` (virtual
-// seconds of the display), at most `most` of them.
+// Whole cycles of a steady display left out instead of stepped: the virtual seconds they span.
+struct Skipped {
+    uint64_t seconds = 0;
+    uint64_t cycles = 0;
+};
+
+// What to leave out before the next step after a frame, from the steps taken since the frame and
+// the seconds from the display's next step to the end of the steps asked for. Called on the
+// intake's thread; it must leave at least one step to take.
+using CycleSkip = Skipped (*)(std::span<const DisplayStep> since, uint64_t gap);
+
+// Display steps to take after a tracked frame: while the next step is due before `until`, at most
+// `most` of them, with whole cycles left out as `skip` says (none: none). `until` is on the clock
+// the display's seconds make with every second skipped added (by skip, and as told by skipped()).
 struct StepsAfter {
     uint64_t until = 0;
     unsigned most = 0;
+    CycleSkip skip = nullptr;
 };
 
 // With frames tracked, what happened in the library, in order: a frame taken (its warnings and
@@ -66,6 +79,7 @@ struct StepsAfter {
 // is the previous outcome's.
 struct Outcome {
     bool step = false;
+    Skipped skipped; // before the step
     DisplayStep display;
     uint64_t seconds = 0;
     std::vector<HOST_LOG_LINE_S> warnings;
@@ -125,6 +139,9 @@ class Session
                                  std::size_t left = 0);
     // Virtual seconds of the display so far.
     uint64_t seconds() const;
+    // Adds seconds the caller left out of its own steps to the clock of StepsAfter::until. Only
+    // while the intake has nothing in hand.
+    void skipped(uint64_t seconds);
 
   private:
     static constexpr std::size_t kNotWaiting = SIZE_MAX;
@@ -165,6 +182,8 @@ class Session
     std::size_t awaitedLeft_ = kNotWaiting; // outcomes() sleeps until no more are left
     std::condition_variable caughtUp_;
     std::atomic<unsigned> parked_ = 0; // seconds of the display's pending sleep
+    // Seconds skipped so far: by the intake's thread after a frame, by the caller between.
+    std::atomic<uint64_t> skipped_ = 0;
     // The table of the latest outcome (the intake's thread's); not known after a step taken by
     // the caller.
     std::vector<DIAG_PANEL_MSG_S> outcomeTable_;
