@@ -4,11 +4,9 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <chrono>
 #include <cstring>
 #include <dlfcn.h>
 #include <memory>
-#include <poll.h>
 #include <sys/prctl.h>
 #include <unistd.h>
 
@@ -56,18 +54,6 @@ struct Ahead {
     unsigned char bytes[kSize];
 };
 
-// Each time the pipe runs dry it is watched for 50 us before read() blocks: a poster that waits
-// for a frame's outcome (before a pause in a capture, in a live run) posts the next within a few
-// microseconds, and a thread woken from a blocked read takes tens of them to run again.
-void awaitBriefly(int fd)
-{
-    constexpr auto kLongest = std::chrono::microseconds(50);
-    const auto until = std::chrono::steady_clock::now() + kLongest;
-    pollfd watched{fd, POLLIN, 0};
-    while (poll(&watched, 1, 0) == 0 && std::chrono::steady_clock::now() < until) {
-    }
-}
-
 ssize_t readAhead(int fd, void *buffer, size_t count, bool fill)
 {
     thread_local const std::unique_ptr<Ahead> owned = std::make_unique<Ahead>();
@@ -80,7 +66,6 @@ ssize_t readAhead(int fd, void *buffer, size_t count, bool fill)
         if (!fill) {
             return realRead()(fd, buffer, count);
         }
-        awaitBriefly(fd);
         const ssize_t got = realRead()(fd, ahead.bytes, Ahead::kSize);
         if (got <= 0) {
             return got;
