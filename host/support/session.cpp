@@ -27,7 +27,6 @@ constexpr unsigned kDiagModeSeconds = 1; // the display thread's sleep while the
                                          // diagnostic mode owns the panel
 constexpr unsigned kStepSeconds = 4;     // taken as the sleep of a step that slept none
 constexpr std::size_t kRunBytes = 4096;  // frames gathered for one write: a page of the pipe
-constexpr u32 kJournalLines = 1u << 14;  // the stand-in's own
 
 // The session whose frames are tracked; at most one.
 std::atomic<Session *> g_tracked{nullptr};
@@ -73,7 +72,9 @@ Session::Session(SessionSetup setup)
     for (unsigned fan = 0; setup_.fansFailing && fan < kFans; ++fan) {
         HOST_FanSetError(static_cast<u8>(fan), 1);
     }
-    HOST_JournalKeep(setup_.journals ? kJournalLines : 0);
+    if (!setup_.journals) {
+        HOST_JournalKeep(0);
+    }
     HOST_LogHook(onLog, this);
 }
 
