@@ -47,10 +47,13 @@ template <typename Line> class Journal
   public:
     void add(const Line &line)
     {
+        if (!keeps()) {
+            ++first_; // counted, not kept
+            return;
+        }
         lines_.push_back(line);
         trim();
     }
-    void pass() { ++first_; } // a line counted, not kept
     bool keeps() const { return keep_ > 0; }
     void keep(size_t lines)
     {
@@ -148,7 +151,7 @@ void journal(const char *format, ...)
     {
         std::lock_guard lock(s.mutex);
         if (!s.calls.keeps()) {
-            s.calls.pass();
+            s.calls.add({}); // counted only: no need to format it
             return;
         }
     }
@@ -200,11 +203,7 @@ extern "C" void DiagLogOut(u32 uiLevel, u32 uiLine, const char *pcFile, const ch
 
     StandIn &s = standIn();
     std::lock_guard lock(s.mutex);
-    if (s.log.keeps()) {
-        s.log.add(line);
-    } else {
-        s.log.pass();
-    }
+    s.log.add(line);
     if (s.echo) {
         fprintf(stderr, "%u %s:%u %s\n", uiLevel, line.acFile, uiLine, line.acText);
     }
