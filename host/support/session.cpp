@@ -310,7 +310,7 @@ void Session::frameTaken(const Boundary &boundary)
                skipped_.load(std::memory_order_relaxed);
     };
     std::vector<DisplayStep> since;
-    for (unsigned n = 0; n < after.most && next() < after.until; ++n) {
+    while (next() < after.until) {
         Outcome step;
         step.step = true;
         if (after.skip != nullptr) {

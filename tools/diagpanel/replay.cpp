@@ -2,7 +2,6 @@
 #include "tools/diagpanel/replay.hpp"
 
 #include <algorithm>
-#include <climits>
 #include <cstring>
 #include <span>
 #include <string>
@@ -94,6 +93,13 @@ std::optional<Period> periodicTail(std::span<const Step> steps, std::size_t from
 
 namespace {
 
+// The seconds until the step after `taken`: its sleep, or a step's when it slept none (a failed
+// step, reported as such).
+unsigned secondsAfter(const host::DisplayStep &taken)
+{
+    return taken.seconds != 0 ? taken.seconds : kStepSeconds;
+}
+
 // Whether to look for a steady cycle once `settled` steps have passed since the latest input:
 // after 8, then at each power of two and every 64 (a cycle found once stays found).
 bool lookForCycle(std::size_t settled)
@@ -131,7 +137,7 @@ host::Skipped cyclesToSkipAfterFrame(std::span<const host::DisplayStep> since, u
     std::vector<Step> steps;
     steps.reserve(since.size());
     for (const host::DisplayStep &taken : since) {
-        steps.push_back({0, taken.code, taken.seconds != 0 ? taken.seconds : kStepSeconds});
+        steps.push_back({0, taken.code, secondsAfter(taken)});
     }
     return cyclesToSkip(steps, gap);
 }
@@ -245,7 +251,7 @@ void Replay::post(bool all)
     while (sent_ + (all ? 0 : 1) < inFlight_.size()) {
         InFlight &input = inFlight_[sent_];
         const host::StepsAfter after =
-            input.stepsUntil ? host::StepsAfter{*input.stepsUntil, UINT_MAX, cyclesToSkipAfterFrame}
+            input.stepsUntil ? host::StepsAfter{*input.stepsUntil, cyclesToSkipAfterFrame}
                              : host::StepsAfter{};
         const u8 severity = input.item.severity.value_or(options_.severity.value_or(0));
         input.result = input.item.kind == Item::Kind::Sel
@@ -505,7 +511,7 @@ void Replay::stepped(const host::DisplayStep &taken, uint64_t seconds,
 {
     const uint64_t at = seconds + skipped_;
     current_ = at;
-    parked_ = taken.seconds != 0 ? taken.seconds : kStepSeconds;
+    parked_ = secondsAfter(taken);
     pending_.push_back({at, taken.code, parked_});
     if (taken.seconds == 0) {
         Event stuck;

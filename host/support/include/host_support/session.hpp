@@ -64,12 +64,11 @@ struct Skipped {
 // intake's thread; it must leave at least one step to take.
 using CycleSkip = Skipped (*)(std::span<const DisplayStep> since, uint64_t gap);
 
-// Display steps to take after a tracked frame: while the next step is due before `until`, at most
-// `most` of them, with whole cycles left out as `skip` says (none: none). `until` is on the clock
-// the display's seconds make with every second skipped added (by skip, and as told by skipped()).
+// Display steps to take after a tracked frame: while the next step is due before `until` (0: none),
+// with whole cycles left out as `skip` says (none: none). `until` is on the clock the display's
+// seconds make with every second skipped added (by skip, and as told by skipped()).
 struct StepsAfter {
     uint64_t until = 0;
-    unsigned most = 0;
     CycleSkip skip = nullptr;
 };
 
